@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+
+#include "AsoKit/clock.h"
+
+namespace asokit {
+
+// Spaces the starts of the client's requests at least `minInterval` apart. The slot is booked when a
+// request is let through, not when it ends, so a slow answer does not widen the gap.
+class RateLimiter final {
+ public:
+  explicit RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval = std::chrono::milliseconds{1200});
+
+  // Returns when a request may start and books the next slot. Throws Cancelled when `stop` is
+  // requested during the wait; the booking is then left as it was.
+  void wait(std::stop_token stop = {});
+
+  std::optional<MonoTime> earliestNext() const;
+  std::chrono::nanoseconds minInterval() const { return minInterval_; }
+
+ private:
+  MonotonicClock& clock_;
+  const std::chrono::nanoseconds minInterval_;
+  mutable std::mutex mutex_;
+  std::optional<MonoTime> earliestNext_;
+};
+
+// Counts failures in a row so that a batch stops instead of pressing on against a refusal.
+class FailureGuard final {
+ public:
+  explicit FailureGuard(int maxConsecutive = 3) : maxConsecutive_(maxConsecutive) {}
+  void recordSuccess() { consecutive_ = 0; }
+  // True when the failures in a row have reached the limit: stop now.
+  bool recordFailure() { return ++consecutive_ >= maxConsecutive_; }
+  int consecutive() const { return consecutive_; }
+  int maxConsecutive() const { return maxConsecutive_; }
+
+ private:
+  int maxConsecutive_;
+  int consecutive_ = 0;
+};
+
+}  // namespace asokit

@@ -1,0 +1,155 @@
+// The commands that ask the App Store directly: search, hints and lookup.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+#include "AsoKit/json_codec.h"
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+#include "app/cli/output.h"
+
+namespace tovra::cli {
+namespace {
+
+std::string optionalText(const std::optional<std::int64_t>& value) {
+  return value ? std::to_string(*value) : std::string(kEmDash);
+}
+
+std::string ratingText(const std::optional<double>& value) {
+  return value ? fmt::format("{:.2f}", *value) : std::string(kEmDash);
+}
+
+struct SearchArgs {
+  std::string term;
+  std::string country;
+  std::int64_t limit = 10;
+};
+
+void runSearch(Context& context, const SearchArgs& args) {
+  requireUtf8(args.term, "The term");
+  const auto outcome = context.client().search(args.term, args.country, args.limit, context.cancel().get_token());
+  if (context.json) {
+    printJson(context.out(), outcome);
+    return;
+  }
+  auto& out = context.out();
+  out << fmt::format("“{}” in {}{}{} {}\n", outcome.term, upperCountry(outcome.country), kDot, outcome.resultCount,
+                     outcome.resultCount == 1 ? "result" : "results");
+  if (outcome.apps.empty()) {
+    return;
+  }
+  Table table({"#", "App", "Developer", "Ratings", "Average", "Id"});
+  for (const auto& app : outcome.apps) {
+    table.add({std::to_string(app.position), app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
+               optionalText(app.ratingCount), ratingText(app.averageRating), app.id});
+  }
+  table.print(out);
+}
+
+void runHints(Context& context, const std::string& prefix, const std::string& country) {
+  requireUtf8(prefix, "The prefix");
+  const auto outcome = context.client().hints(prefix, country, context.cancel().get_token());
+  if (context.json) {
+    printJson(context.out(), outcome);
+    return;
+  }
+  auto& out = context.out();
+  out << fmt::format("Store hints for “{}” in {}{}{} {}\n", outcome.prefix, upperCountry(outcome.country), kDot,
+                     outcome.terms.size(), outcome.terms.size() == 1 ? "hint" : "hints");
+  if (outcome.terms.empty()) {
+    return;
+  }
+  std::vector<std::string> headers{"#", "Hint"};
+  if (outcome.carriesPriority) {
+    headers.emplace_back("Priority");
+  }
+  Table table(headers);
+  for (const auto& term : outcome.terms) {
+    table.add({std::to_string(term.position), term.term, optionalText(term.priority)});
+  }
+  table.print(out);
+}
+
+void printApps(Context& context, const std::vector<asokit::AppInfo>& apps) {
+  if (context.json) {
+    printJson(context.out(), apps);
+    return;
+  }
+  if (apps.empty()) {
+    context.out() << "The store knows no app by that id in this country.\n";
+    return;
+  }
+  Table table({"Id", "App", "Developer", "Bundle id", "Ratings", "Average"});
+  for (const auto& app : apps) {
+    table.add({app.id, app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
+               app.bundleId.value_or(std::string(kEmDash)), optionalText(app.userRatingCount),
+               ratingText(app.averageUserRating)});
+  }
+  table.print(context.out());
+}
+
+struct LookupArgs {
+  std::vector<std::string> ids;
+  std::string bundleId;
+  std::string country;
+};
+
+void runLookup(Context& context, const LookupArgs& args) {
+  if (args.ids.empty() == args.bundleId.empty()) {
+    throw CommandError(Exit::usage, "Give app ids or --bundle-id, not both.");
+  }
+  for (const auto& id : args.ids) {
+    if (id.empty() || id.find_first_not_of("0123456789") != std::string::npos) {
+      throw CommandError(Exit::usage, "“" + id + "” is not an app id: app ids are digits only.");
+    }
+  }
+  const auto cancel = context.cancel().get_token();
+  if (!args.bundleId.empty()) {
+    requireUtf8(args.bundleId, "The bundle id");
+    const auto app = context.client().lookupBundle(args.bundleId, args.country, cancel);
+    if (!app && !context.json) {
+      context.out() << "The store knows no app with the bundle id " << args.bundleId << " in this country.\n";
+      return;
+    }
+    printApps(context, app ? std::vector{*app} : std::vector<asokit::AppInfo>{});
+    return;
+  }
+  printApps(context, context.client().lookup(args.ids, args.country, cancel));
+}
+
+const bool registered = [] {
+  registerCommand(
+      {"search",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<SearchArgs>();
+         auto* sub = app.add_subcommand("search", "Search the App Store for a term, in store order");
+         sub->add_option("term", args->term, "The search term, sent exactly as given")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+         sub->add_option("--limit", args->limit, "How many apps to show with details")->check(CLI::Range(0, 200));
+         sub->callback([args, &context] { runSearch(context, *args); });
+       },
+       10});
+  registerCommand({"hints",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<std::pair<std::string, std::string>>();
+                     auto* sub = app.add_subcommand("hints", "The store's autocomplete hints for a prefix");
+                     sub->add_option("prefix", args->first, "The typed prefix, sent exactly as given")->required();
+                     sub->add_option("--country", args->second, "Storefront country code, e.g. us")->required();
+                     sub->callback([args, &context] { runHints(context, args->first, args->second); });
+                   },
+                   11});
+  registerCommand({"lookup",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<LookupArgs>();
+                     auto* sub = app.add_subcommand("lookup", "Look apps up by store id or bundle id");
+                     sub->add_option("ids", args->ids, "Store ids of apps");
+                     sub->add_option("--bundle-id", args->bundleId, "A bundle identifier instead of ids");
+                     sub->add_option("--country", args->country, "Country code, e.g. us")->required();
+                     sub->callback([args, &context] { runLookup(context, *args); });
+                   },
+                   12});
+  return true;
+}();
+
+}  // namespace
+}  // namespace tovra::cli

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tovra::cli {
+
+class Context;
+
+// Exit statuses of every command.
+enum class Exit : int { done = 0, failed = 1, usage = 2, refused = 3, stoppedByUser = 4 };
+
+// Thrown by a command to end with a status and a message for stderr (the error's own text).
+class CommandError final : public std::runtime_error {
+ public:
+  CommandError(Exit status, const std::string& message) : std::runtime_error(message), status_(status) {}
+  Exit status() const { return status_; }
+
+ private:
+  Exit status_;
+};
+
+// Each command file registers its subcommands once at start-up; `setup` declares the options on the
+// subcommand and installs its callback, which runs with the shared context.
+struct CommandRegistration {
+  std::string name;
+  std::function<void(CLI::App& app, Context& context)> setup;
+  int order = 100;  // where it appears in --help
+};
+
+bool registerCommand(CommandRegistration registration);
+const std::vector<CommandRegistration>& registeredCommands();
+
+}  // namespace tovra::cli

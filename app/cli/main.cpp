@@ -1,0 +1,84 @@
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <thread>
+
+#include "AsoKit/aso_error.h"
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+
+namespace {
+
+using tovra::cli::Exit;
+
+// Ctrl-C is read on a thread of its own (sigwait), so that stopping never runs inside a signal handler:
+// the first asks a run to stop after the request in flight, the second quits at once.
+void watchInterrupts(tovra::cli::Context& context) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  std::thread([set, &context]() mutable {
+    int interrupts = 0;
+    for (;;) {
+      int signal = 0;
+      if (sigwait(&set, &signal) != 0) {
+        continue;
+      }
+      if (signal == SIGTERM || ++interrupts >= 2) {
+        context.cancel().request_stop();
+        std::cerr << "\nStopped.\n";
+        _exit(static_cast<int>(Exit::stoppedByUser));
+      }
+      context.userStop().request_stop();
+      std::cerr << "\nStopping after the request in flight… (Ctrl-C again quits at once)\n";
+    }
+  }).detach();
+}
+
+int statusFor(const asokit::AsoError& error) {
+  if (error.as<asokit::AsoError::CoolingDown>() || error.as<asokit::AsoError::HaltedAfterConsecutiveFailures>()) {
+    return static_cast<int>(Exit::refused);
+  }
+  return static_cast<int>(Exit::failed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tovra::cli::Context context(std::cout, std::cerr);
+  CLI::App app{"Tovra measures where apps rank in App Store search.", "tovra"};
+  app.set_version_flag("--version", std::string("tovra ") + TOVRA_VERSION);
+  app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)");
+  app.add_flag("--json", context.json, "Machine-readable output on stdout");
+  app.require_subcommand(1);
+  app.fallthrough();
+  for (const auto& command : tovra::cli::registeredCommands()) {
+    command.setup(app, context);
+  }
+
+  watchInterrupts(context);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    const int code = app.exit(e);
+    return code == 0 ? 0 : static_cast<int>(Exit::usage);
+  } catch (const tovra::cli::CommandError& e) {
+    if (*e.what()) {
+      std::cerr << e.what() << "\n";
+    }
+    return static_cast<int>(e.status());
+  } catch (const asokit::AsoError& e) {
+    std::cerr << e.description() << "\n";
+    return statusFor(e);
+  } catch (const asokit::Cancelled&) {
+    return static_cast<int>(Exit::stoppedByUser);
+  } catch (const std::exception& e) {
+    std::cerr << e.what() << "\n";
+    return static_cast<int>(Exit::failed);
+  }
+  return 0;
+}

@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include "AsoKit/aso_client.h"
+#include "AsoKit/aso_error.h"
+#include "asokit/fake_transport.h"
+
+namespace asokit {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::FakeTransport;
+using testing::searchAnswer;
+
+class ClientTest : public ::testing::Test {
+ protected:
+  VirtualClock clock;
+  FakeTransport transport{clock.monotonic()};
+  ClientConfig config = [] {
+    ClientConfig c;
+    c.endpoints = {"https://search.test", "https://lookup.test"};
+    return c;
+  }();
+  AsoClient client{transport, clock.monotonic(), clock.wall(), config};
+
+  std::chrono::nanoseconds gap(std::size_t i) const { return transport.requests[i].at - transport.requests[i - 1].at; }
+};
+
+TEST_F(ClientTest, OneRequestPerKeywordAndCountryEachAppGetsItsOwnRank) {
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"10", "20", "30"}), 200}; });
+  std::vector<RankProgress> progress;
+  const auto outcome = client.rank({{"20", "US", "photo"}, {"99", "us ", "photo"}, {"10", "us\n", "photo"}}, 3,
+                                   [&](const RankProgress& p) { progress.push_back(p); });
+  ASSERT_EQ(transport.requests.size(), 1u);
+  EXPECT_EQ(
+      transport.requests[0].url,
+      "https://search.test/WebObjects/MZStore.woa/wa/search?clientApplication=Software&media=software&term=photo");
+  EXPECT_EQ(transport.requests[0].headers, (Headers{{"X-Apple-Store-Front", "143441,29"}}));
+  ASSERT_EQ(outcome.results.size(), 3u);
+  EXPECT_EQ(outcome.results[0].status.observation()->rank, 2);
+  EXPECT_EQ(outcome.results[1].status.observation()->rank, std::nullopt);  // outside the results, never 0
+  EXPECT_EQ(outcome.results[1].status.observation()->resultCount, 3);
+  EXPECT_EQ(outcome.results[1].status.observation()->topApps.size(), 3u);
+  EXPECT_EQ(outcome.results[2].status.observation()->rank, 1);
+  EXPECT_EQ(outcome.results[2].query.country, "us\n");  // the query is kept as given
+  EXPECT_EQ(outcome.observations.size(), 3u);
+  EXPECT_EQ(outcome.requestCount, 1);
+  EXPECT_EQ(progress, (std::vector<RankProgress>{{1, 1, "us", "photo", true}}));
+}
+
+TEST_F(ClientTest, KeywordsThatDifferInAnyWayAreSeparateRequestsPacedExactly) {
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"1"}), 200}; });
+  const auto outcome = client.rank({{"1", "us", "Photo"}, {"1", "us", "photo"}, {"1", "gb", "photo"}}, 3);
+  ASSERT_EQ(transport.requests.size(), 3u);
+  EXPECT_EQ(gap(1), 1200ms);
+  EXPECT_EQ(gap(2), 1200ms);
+  EXPECT_EQ(outcome.requestCount, 3);
+}
+
+TEST_F(ClientTest, RetriesWithEightAndSixteenSecondBackoffsThenFails) {
+  transport.respondWith([](const std::string&) { return HttpResponse{"", 503}; });
+  const auto outcome = client.rank({{"1", "us", "a b"}}, 3);
+  ASSERT_EQ(transport.requests.size(), 3u);
+  EXPECT_EQ(gap(1), 8s);
+  EXPECT_EQ(gap(2), 16s);
+  EXPECT_EQ(clock.slept(), 24s);  // no back-off after the last attempt
+  ASSERT_EQ(outcome.errors.size(), 1u);
+  EXPECT_EQ(outcome.errors[0],
+            "us/a b: HTTP 503 — https://search.test/WebObjects/MZStore.woa/wa/"
+            "search?clientApplication=Software&media=software&term=a%20b");
+}
+
+TEST_F(ClientTest, NotFoundAndStatusZeroAreNotRetried) {
+  for (const auto status : {404, 0, 301}) {
+    transport.requests.clear();
+    transport.queue({"", status});
+    EXPECT_THROW(client.hints("a", "us"), AsoError);
+    EXPECT_EQ(transport.requests.size(), 1u) << status;
+  }
+}
+
+TEST_F(ClientTest, ARetryThatSucceedsReturnsTheAnswer) {
+  transport.queue({"", 429});
+  transport.queue({searchAnswer({"5", "6"}), 200});
+  const auto outcome = client.rank({{"6", "de", "x"}}, 3);
+  EXPECT_EQ(outcome.results[0].status.observation()->rank, 2);
+  EXPECT_TRUE(outcome.errors.empty());
+}
+
+TEST_F(ClientTest, ThreeFailuresInARowHaltTheBatch) {
+  transport.respondWith([](const std::string&) { return HttpResponse{"", 403}; });
+  std::vector<RankQuery> queries;
+  for (const auto* keyword : {"a", "b", "c", "d", "e"}) {
+    queries.push_back({"1", "us", keyword});
+  }
+  queries.push_back({"2", "us", "e"});
+  const auto outcome = client.rank(queries, 3);
+  EXPECT_EQ(transport.requests.size(), 9u);  // three requests, three attempts each
+  EXPECT_TRUE(outcome.halted);
+  EXPECT_FALSE(outcome.stopped);
+  EXPECT_EQ(outcome.requestCount, 3);
+  EXPECT_EQ(outcome.skipped, 3);  // queries, not requests
+  ASSERT_EQ(outcome.errors.size(), 4u);
+  EXPECT_EQ(outcome.errors[0].rfind("us/a: HTTP 403 — Apple kesiyor (IP düzeyinde, 15+ dakika sürebilir). URL: ", 0),
+            0u);
+  EXPECT_EQ(outcome.errors[3],
+            "ard arda 3 hata → koşu DURDURULDU (3 iş denenmedi). Apple kesiyorsa devam etmek yasağı derinleştirir.");
+  EXPECT_TRUE(outcome.results[3].status.isSkipped());
+  EXPECT_TRUE(outcome.results[5].status.isSkipped());
+}
+
+TEST_F(ClientTest, ASuccessBetweenFailuresResetsTheGuard) {
+  transport.queue({"", 404});
+  transport.queue({"", 404});
+  transport.queue({searchAnswer({"1"}), 200});
+  transport.queue({"", 404});
+  transport.queue({"", 404});
+  transport.queue({searchAnswer({"1"}), 200});
+  std::vector<RankQuery> queries;
+  for (const auto* keyword : {"a", "b", "c", "d", "e", "f"}) {
+    queries.push_back({"1", "us", keyword});
+  }
+  const auto outcome = client.rank(queries, 3);
+  EXPECT_FALSE(outcome.halted);
+  EXPECT_EQ(outcome.requestCount, 6);
+}
+
+TEST_F(ClientTest, UnknownStorefrontFailsItsRequestWithoutTrafficOrPacing) {
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"1"}), 200}; });
+  const auto outcome = client.rank({{"1", "uk", "a"}, {"1", "", "a"}, {"1", "us", "a"}}, 3);
+  ASSERT_EQ(transport.requests.size(), 1u);
+  EXPECT_EQ(*outcome.results[0].status.failure(),
+            "bilinmeyen storefront 'uk' — X-Apple-Store-Front tablosunda yok. Sessizce US'e düşmek yerine duruyorum: o "
+            "ülke için sonuç GEÇERSİZ olurdu.");
+  EXPECT_EQ(outcome.errors[1].rfind("/a: bilinmeyen storefront '' — ", 0), 0u);
+  EXPECT_TRUE(outcome.results[2].status.isMeasured());
+  EXPECT_EQ(clock.slept(), 0s);
+}
+
+TEST_F(ClientTest, HoldRefusesEveryRequestWithSecondsRoundedUp) {
+  client.hold(clock.wallNow() + 42300ms);
+  EXPECT_EQ(client.cooldownSecondsLeft(), 43);
+  const auto outcome = client.rank({{"1", "us", "a"}, {"1", "us", "b"}, {"1", "us", "c"}, {"1", "us", "d"}}, 3);
+  EXPECT_TRUE(transport.requests.empty());
+  EXPECT_TRUE(outcome.halted);
+  EXPECT_EQ(outcome.errors[0],
+            "us/a: istemci 403 sonrası bekletmede (43 sn kaldı) — istek atılmadı. Yasak IP düzeyinde; beklemeden "
+            "sormak onu derinleştirir.");
+  clock.advance(42300ms);
+  EXPECT_EQ(client.cooldownSecondsLeft(), std::nullopt);  // a hold in the past needs no clearing
+  client.hold(clock.wallNow() + 900s);
+  EXPECT_EQ(client.cooldownSecondsLeft(), 900);
+  client.releaseHold();
+  EXPECT_EQ(client.cooldownSecondsLeft(), std::nullopt);
+}
+
+TEST_F(ClientTest, HoldIsCheckedBeforeEveryRetry) {
+  transport.respondWith([&](const std::string&) {
+    client.hold(clock.wallNow() + 100s);
+    return HttpResponse{"", 503};
+  });
+  try {
+    client.hints("a", "us");
+    FAIL() << "expected a cooldown";
+  } catch (const AsoError& error) {
+    ASSERT_TRUE(error.as<AsoError::CoolingDown>());
+    EXPECT_EQ(error.as<AsoError::CoolingDown>()->secondsLeft, 92);  // 100 s less the 8 s back-off
+  }
+  EXPECT_EQ(transport.requests.size(), 1u);
+}
+
+TEST_F(ClientTest, StopBeforeTheFirstRequestSkipsEverything) {
+  const auto outcome = client.rank({{"1", "us", "a"}, {"2", "us", "a"}}, 3, {}, [] { return true; });
+  EXPECT_TRUE(outcome.stopped);
+  EXPECT_EQ(outcome.requestCount, 0);
+  EXPECT_EQ(outcome.skipped, 2);
+  EXPECT_TRUE(transport.requests.empty());
+  EXPECT_TRUE(outcome.results[0].status.isSkipped());
+}
+
+TEST_F(ClientTest, StopAfterTwoOfFiveRequests) {
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"1"}), 200}; });
+  std::vector<RankQuery> queries;
+  for (const auto* keyword : {"a", "b", "c", "d", "e"}) {
+    queries.push_back({"1", "us", keyword});
+  }
+  int done = 0;
+  const auto outcome = client.rank(
+      queries, 3, [&](const RankProgress&) { ++done; }, [&] { return done == 2; });
+  EXPECT_TRUE(outcome.stopped);
+  EXPECT_EQ(outcome.requestCount, 2);
+  EXPECT_EQ(outcome.skipped, 3);
+  EXPECT_EQ(outcome.observations.size(), 2u);
+}
+
+TEST_F(ClientTest, CancellationDuringABackoffEndsAtOnce) {
+  std::stop_source stop;
+  transport.respondWith([&](const std::string&) {
+    stop.request_stop();
+    return HttpResponse{"", 503};
+  });
+  EXPECT_THROW(client.hints("a", "us", stop.get_token()), Cancelled);
+  EXPECT_EQ(transport.requests.size(), 1u);
+  EXPECT_EQ(clock.slept(), 0s);
+}
+
+TEST_F(ClientTest, SearchDressesTheHeadWithLookupAndFallsBackToSearchNames) {
+  transport.respondWith([](const std::string& url) {
+    if (url.find("/lookup") != std::string::npos) {
+      return HttpResponse{R"({"results":[{"trackId":30,"trackName":"Thirty","artistName":"Dev","bundleId":"c.d.e",
+        "artworkUrl512":"https://img/x/512x512bb.jpg","userRatingCount":1500,"averageUserRating":4.5}]})",
+                          200};
+    }
+    return HttpResponse{searchAnswer({"30", "40", "50"}, 1), 200};
+  });
+  const auto outcome = client.search("photo & video", "TR", 2);
+  ASSERT_EQ(transport.requests.size(), 2u);
+  EXPECT_EQ(transport.requests[1].url, "https://lookup.test/lookup?id=30,40&country=tr&lang=tr_tr");
+  EXPECT_TRUE(transport.requests[1].headers.empty());
+  EXPECT_EQ(outcome.resultCount, 3);
+  EXPECT_EQ(outcome.country, "TR");
+  ASSERT_EQ(outcome.apps.size(), 2u);
+  EXPECT_EQ(outcome.apps[0],
+            (RankedApp{"30", 1, "Thirty", "Dev", "c.d.e", "https://img/x/128x128bb.webp", "appstore", 1500, 4.5}));
+  EXPECT_EQ(outcome.apps[1], (RankedApp{"40", 2, "?", "", {}, {}, "appstore", {}, {}}));
+}
+
+TEST_F(ClientTest, SearchWithLimitZeroAsksNoLookup) {
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"1"}), 200}; });
+  EXPECT_TRUE(client.search("x", "us", 0).apps.empty());
+  EXPECT_EQ(transport.requests.size(), 1u);
+}
+
+TEST_F(ClientTest, LookupSplitsIntoChunksOfFiftyInOrder) {
+  transport.respondWith([](const std::string&) { return HttpResponse{R"({"results":[]})", 200}; });
+  std::vector<std::string> ids;
+  for (int i = 0; i < 120; ++i) {
+    ids.push_back(std::to_string(1000 + i));
+  }
+  client.lookup(ids, "us");
+  ASSERT_EQ(transport.requests.size(), 3u);
+  EXPECT_NE(transport.requests[0].url.find("id=1000,1001,"), std::string::npos);
+  EXPECT_NE(transport.requests[2].url.find("id=1100,"), std::string::npos);
+  EXPECT_NE(transport.requests[2].url.find(",1119&country=us&lang=en_us"), std::string::npos);
+  EXPECT_TRUE(client.lookup({}, "us").empty());
+  EXPECT_EQ(transport.requests.size(), 3u);
+}
+
+TEST_F(ClientTest, HintsOutcomeCarriesPriorityFlagAndPrefixAsSent) {
+  transport.queue({R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>hints</key><array>
+    <dict><key>term</key><string>ab c</string></dict><dict><key>term</key><string>ab d</string>
+    <key>priority</key><integer>7</integer></dict></array></dict></plist>)",
+                   200});
+  const auto outcome = client.hints("ab ", "Us ");
+  EXPECT_EQ(transport.requests[0].url,
+            "https://search.test/WebObjects/MZSearchHints.woa/wa/hints?clientApplication=Software&term=ab%20");
+  EXPECT_TRUE(outcome.carriesPriority);
+  EXPECT_EQ(outcome.prefix, "ab ");
+  EXPECT_EQ(outcome.country, "Us ");
+  EXPECT_EQ(outcome.source, "appstore-hints");
+}
+
+}  // namespace
+}  // namespace asokit
