@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "AsoKit/aso_client.h"
+#include "AsoKit/clock.h"
+#include "AsoKit/transport.h"
+
+namespace tovra::cli {
+
+// What every command shares: output choice, the data directory, the one App Store client of the
+// process (built on first use, so commands that never ask the store open no connection), the clocks.
+class Context final {
+ public:
+  Context(std::ostream& out, std::ostream& err);
+  ~Context();
+
+  bool json = false;
+  std::string dataDirOption;  // --data-dir as given
+
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
+  bool stderrIsTerminal() const;
+
+  // --data-dir, else TOVRA_DATA_DIR, else $XDG_DATA_HOME/Tovra (~/.local/share/Tovra).
+  std::filesystem::path dataDir() const;
+
+  asokit::AsoClient& client();
+  asokit::MonotonicClock& monotonic() { return monotonic_; }
+  asokit::WallClock& wall() { return wall_; }
+  // Requested on the first Ctrl-C: a run finishes the request in flight and keeps what was measured.
+  std::stop_source& userStop() { return userStop_; }
+  // Requested on the second Ctrl-C: waits and requests in flight end at once.
+  std::stop_source& cancel() { return cancel_; }
+
+ private:
+  std::ostream& out_;
+  std::ostream& err_;
+  asokit::SystemMonotonicClock monotonic_;
+  asokit::SystemWallClock wall_;
+  std::unique_ptr<asokit::HTTPTransport> transport_;
+  std::unique_ptr<asokit::AsoClient> client_;
+  std::stop_source userStop_;
+  std::stop_source cancel_;
+};
+
+}  // namespace tovra::cli
