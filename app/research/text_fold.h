@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tovra::research {
+
+// Case-, diacritic- and width-insensitive folding with the root locale, so two texts a user would call
+// "the same name" fold equal: "Café", "CAFE" and full-width "ＣＡＦＥ" all become "cafe". The capital
+// dotted I folds to a plain i and the dotless ı stays itself, whatever the desktop's locale.
+// For equality tests only; the result is not meant to be shown.
+std::string foldCaseDiacriticsWidth(std::string_view text);
+
+}  // namespace tovra::research
