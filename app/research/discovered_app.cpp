@@ -1,0 +1,25 @@
+#include "app/research/discovered_app.h"
+
+#include "app/research/keyword_key.h"
+
+namespace tovra::research {
+
+DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view country) {
+  return DiscoveredApp{info.id,
+                       info.name,
+                       info.developer,
+                       info.bundleId,
+                       info.artworkUrl512,
+                       normalizedCountry(country),
+                       std::nullopt,
+                       info.userRatingCount,
+                       info.averageUserRating};
+}
+
+DiscoveredApp discoveredFromSearch(const asokit::RankedApp& app, std::string_view country) {
+  return DiscoveredApp{app.id,       app.name,        app.developer,
+                       app.bundleId, app.iconURL,     normalizedCountry(country),
+                       app.position, app.ratingCount, app.averageRating};
+}
+
+}  // namespace tovra::research
