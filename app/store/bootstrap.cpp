@@ -1,0 +1,158 @@
+#include "app/store/bootstrap.h"
+
+#include <array>
+
+#include "app/store/schema.h"
+#include "app/store/store_error.h"
+
+namespace tovra::store {
+namespace fs = std::filesystem;
+namespace {
+
+std::string trimmed(std::string_view text) {
+  const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+  while (!text.empty() && isSpace(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isSpace(text.back())) {
+    text.remove_suffix(1);
+  }
+  return std::string(text);
+}
+
+// A marker is the user's file and may hold anything; its text becomes part of a folder name, so
+// anything that could leave the folder or confuse a file manager is replaced.
+std::string labelFrom(const std::string& marker) {
+  constexpr std::size_t maxLength = 40;
+  std::string label;
+  for (const char c : marker.substr(0, maxLength)) {
+    const auto byte = static_cast<unsigned char>(c);
+    label.push_back(byte < 0x20 || byte == 0x7f || c == '/' || c == '\\' || c == ':' ? '_' : c);
+  }
+  return label;
+}
+
+std::string describe(const std::exception& error) {
+  if (const auto* storeError = dynamic_cast<const StoreError*>(&error)) {
+    return storeError->description();
+  }
+  return error.what();
+}
+
+}  // namespace
+
+StoreBootstrap::StoreBootstrap(fs::path directory, FileOperations& fileManager, const asokit::WallClock& now,
+                               LocalTimeFormat localTime, ContainerFactory makeContainer)
+    : directory_(std::move(directory)),
+      fileManager_(fileManager),
+      now_(now),
+      localTime_(std::move(localTime)),
+      makeContainer_(std::move(makeContainer)) {}
+
+ContainerFactory StoreBootstrap::diskContainer() {
+  return [](const fs::path& storeFile) { return Store::open(storeFile); };
+}
+
+StoreOpenResult StoreBootstrap::open() const {
+  StoreOpenResult result;
+  try {
+    fileManager_.createDirectories(directory_);
+  } catch (const std::exception& error) {
+    result.notice = StoreOpenNotice{StoreOpenNotice::Failed{describe(error), std::nullopt}};
+    return result;
+  }
+
+  const fs::path store = storeFile();
+  const bool storeExists = fileManager_.exists(store);
+  const auto markerText = fileManager_.readFile(directory_ / markerFileName);
+  const std::string stored = markerText ? trimmed(*markerText) : std::string();
+  const auto storedVersion = SchemaVersion::parse(stored);
+  const std::string stamp = localTime_.stamp(now_.now());
+
+  if (storeExists && storedVersion != TovraSchemaV1::version) {
+    const std::string label = "-v" + (stored.empty() ? std::string("unversioned") : labelFrom(stored));
+    result.backup = setAside(Mode::copy, stamp + label);
+  }
+
+  std::string firstError;
+  try {
+    result.container = makeContainer_(store);
+    writeMarker();
+    return result;
+  } catch (const std::exception& error) {
+    firstError = describe(error);
+  }
+
+  const auto folder = setAside(Mode::move, "Recovered-" + stamp);
+  try {
+    result.container = makeContainer_(store);
+    writeMarker();
+    // Nothing moved means the old file is still in place (the first attempt failed for a passing
+    // reason); its place is then the data folder itself.
+    result.notice = StoreOpenNotice{StoreOpenNotice::Recovered{folder.value_or(directory_)}};
+  } catch (const std::exception& error) {
+    result.container.reset();
+    result.notice = StoreOpenNotice{StoreOpenNotice::Failed{
+        "Opening the existing data failed: " + firstError + "\nCreating a new, empty store failed: " + describe(error),
+        folder}};
+  }
+  return result;
+}
+
+std::optional<fs::path> StoreBootstrap::setAside(Mode mode, const std::string& folderName) const {
+  const fs::path store = storeFile();
+  const std::array<fs::path, 3> files{store, fs::path(store.string() + "-wal"), fs::path(store.string() + "-shm")};
+  bool anyFile = false;
+  for (const auto& file : files) {
+    anyFile = anyFile || fileManager_.exists(file);
+  }
+  if (!anyFile) {
+    return std::nullopt;
+  }
+  try {
+    const fs::path backups = directory_ / backupsFolderName;
+    // Two launches within one second would meet the same name; an older backup is never written into.
+    fs::path folder = backups / folderName;
+    for (int attempt = 2; fileManager_.exists(folder); ++attempt) {
+      folder = backups / (folderName + "-" + std::to_string(attempt));
+    }
+    fileManager_.createDirectories(folder);
+    bool anyKept = false;
+    for (const auto& file : files) {
+      if (!fileManager_.exists(file)) {
+        continue;
+      }
+      try {
+        if (mode == Mode::copy) {
+          fileManager_.copy(file, folder / file.filename());
+        } else {
+          fileManager_.move(file, folder / file.filename());
+        }
+        anyKept = true;
+      } catch (const std::exception&) {
+        // A file that cannot be copied or moved stays where it is; the others are still kept.
+      }
+    }
+    return anyKept ? std::optional<fs::path>(folder) : std::nullopt;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+void StoreBootstrap::writeMarker() const {
+  try {
+    fileManager_.writeFile(directory_ / markerFileName, TovraSchemaV1::version.text());
+  } catch (const std::exception&) {
+    // Without the marker the next launch takes one more backup copy; the store itself is fine.
+  }
+}
+
+std::unique_ptr<Store> inMemoryFallback() {
+  try {
+    return Store::inMemory();
+  } catch (const std::exception& error) {
+    throw std::runtime_error("Tovra could not create even an in-memory store: " + describe(error));
+  }
+}
+
+}  // namespace tovra::store

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "AsoKit/clock.h"
+#include "app/store/file_operations.h"
+#include "app/store/local_time.h"
+#include "app/store/store.h"
+
+namespace tovra::store {
+
+// What the user must be told after opening the store. Only one exists per launch.
+struct StoreOpenNotice {
+  // The old store could not be opened; it was moved into `folder` and a new empty store is in use.
+  struct Recovered {
+    std::filesystem::path folder;
+    bool operator==(const Recovered&) const = default;
+  };
+  // No store could be opened or created. `folder` is where the old data was kept, when it was moved.
+  struct Failed {
+    std::string detail;
+    std::optional<std::filesystem::path> folder;
+    bool operator==(const Failed&) const = default;
+  };
+
+  std::variant<Recovered, Failed> value;
+
+  const Recovered* recovered() const { return std::get_if<Recovered>(&value); }
+  const Failed* failed() const { return std::get_if<Failed>(&value); }
+  bool operator==(const StoreOpenNotice&) const = default;
+};
+
+struct StoreOpenResult {
+  std::unique_ptr<Store> container;  // absent when nothing could be opened
+  std::optional<StoreOpenNotice> notice;
+  std::optional<std::filesystem::path> backup;  // the copy taken because the marker did not match
+};
+
+// Builds the container for the store file at the given path, or throws.
+using ContainerFactory = std::function<std::unique_ptr<Store>(const std::filesystem::path& storeFile)>;
+
+// Opens the store at launch, or starts an empty one without losing the old data, or says plainly why it
+// cannot. Nothing is ever deleted: a store written by another schema version is copied aside before it
+// is opened, and one that cannot be opened is moved aside into a dated folder under "Backups".
+class StoreBootstrap final {
+ public:
+  static constexpr std::string_view storeFileName = "default.store";
+  static constexpr std::string_view markerFileName = "TovraStore.version";
+  static constexpr std::string_view backupsFolderName = "Backups";
+
+  // `directory` is used as it is (no sub-folder is added); `now` stamps the backup folders in the local
+  // time of `localTime`.
+  StoreBootstrap(std::filesystem::path directory, FileOperations& fileManager, const asokit::WallClock& now,
+                 LocalTimeFormat localTime, ContainerFactory makeContainer);
+
+  // The production factory: the store file in WAL mode with the current schema (Store::open).
+  static ContainerFactory diskContainer();
+
+  // Runs once per launch, before any view comes up. Never throws.
+  StoreOpenResult open() const;
+
+  const std::filesystem::path& directory() const { return directory_; }
+  std::filesystem::path storeFile() const { return directory_ / storeFileName; }
+
+ private:
+  enum class Mode { copy, move };
+  std::optional<std::filesystem::path> setAside(Mode mode, const std::string& folderName) const;
+  void writeMarker() const;
+
+  std::filesystem::path directory_;
+  FileOperations& fileManager_;
+  const asokit::WallClock& now_;
+  LocalTimeFormat localTime_;
+  ContainerFactory makeContainer_;
+};
+
+// The launch fallback when the bootstrap yields no container: a store in memory, so that the interface
+// can come up long enough to show the notice. Throws std::runtime_error with the fatal text ("Tovra could
+// not create even an in-memory store: " and the reason) when even that fails.
+std::unique_ptr<Store> inMemoryFallback();
+
+}  // namespace tovra::store

@@ -1,0 +1,383 @@
+#include "app/store/export.h"
+
+#include "app/store/json_stream.h"
+#include "app/store/rows.h"
+#include "app/store/store.h"
+#include "app/store/transaction.h"
+
+namespace tovra::store {
+namespace {
+
+// Each exported value is written with its keys in sorted order; a nested list is written by `list`
+// at its key's place.
+template <class List>
+void write(JsonStream& json, const ExportedApp& app, List&& localizations, List&& queries) {
+  json.beginObject();
+  json.key("addedAt"), json.time(app.addedAt);
+  json.key("appStoreId"), json.text(app.appStoreId);
+  json.key("artworkUrl512"), json.text(app.artworkUrl512);
+  json.key("bundleId"), json.text(app.bundleId);
+  json.key("developer"), json.text(app.developer);
+  json.key("displayName"), json.text(app.displayName);
+  json.key("isMine"), json.boolean(app.isMine);
+  json.key("localizations"), localizations();
+  json.key("queries"), queries();
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedLocalization& localization) {
+  json.beginObject();
+  json.key("country"), json.text(localization.country);
+  json.key("developer"), json.text(localization.developer);
+  json.key("fetchedAt"), json.time(localization.fetchedAt);
+  json.key("name"), json.text(localization.name);
+  json.endObject();
+}
+
+template <class List>
+void write(JsonStream& json, const ExportedSpace& space, List&& queries) {
+  json.beginObject();
+  json.key("createdAt"), json.time(space.createdAt);
+  json.key("id"), json.text(space.id);
+  json.key("name"), json.text(space.name);
+  json.key("note"), json.text(space.note);
+  json.key("promotedAt"), json.time(space.promotedAt);
+  json.key("promotedToAppStoreId"), json.text(space.promotedToAppStoreId);
+  json.key("queries"), queries();
+  json.endObject();
+}
+
+template <class List>
+void write(JsonStream& json, const ExportedQuery& query, List&& observations, List&& reviewMarks) {
+  json.beginObject();
+  json.key("addedAt"), json.time(query.addedAt);
+  json.key("country"), json.text(query.country);
+  json.key("isPaused"), json.boolean(query.isPaused);
+  json.key("keyword"), json.text(query.keyword);
+  json.key("observations"), observations();
+  json.key("provenance"), json.text(query.provenance);
+  json.key("reviewMarks"), reviewMarks();
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedObservation& observation) {
+  json.beginObject();
+  json.key("day"), json.time(observation.day);
+  json.key("measuredAt"), json.time(observation.measuredAt);
+  json.key("rank"), json.integer(observation.rank);
+  json.key("resultCount"), json.integer(observation.resultCount);
+  json.key("source"), json.text(observation.source);
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedReviewMark& mark) {
+  json.beginObject();
+  json.key("day"), json.time(mark.day);
+  json.key("markedAt"), json.time(mark.markedAt);
+  json.endObject();
+}
+
+template <class List>
+void write(JsonStream& json, const ExportedRun& run, List&& outcomes) {
+  json.beginObject();
+  json.key("finishedAt"), json.time(run.finishedAt);
+  json.key("halted"), json.boolean(run.halted);
+  json.key("outcomes"), outcomes();
+  json.key("queryCount"), json.integer(run.queryCount);
+  json.key("requestCount"), json.integer(run.requestCount);
+  json.key("startedAt"), json.time(run.startedAt);
+  json.key("stopped"), json.boolean(run.stopped);
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedOutcome& outcome) {
+  json.beginObject();
+  json.key("appStoreId"), json.text(outcome.appStoreId);
+  json.key("country"), json.text(outcome.country);
+  json.key("keyword"), json.text(outcome.keyword);
+  json.key("message"), json.text(outcome.message);
+  json.key("status"), json.text(outcome.status);
+  json.endObject();
+}
+
+template <class List>
+void write(JsonStream& json, const ExportedLadder& ladder, List&& entries) {
+  json.beginObject();
+  json.key("country"), json.text(ladder.country);
+  json.key("enrichedDepth"), json.integer(ladder.enrichedDepth);
+  json.key("entries"), entries();
+  json.key("fetchedAt"), json.time(ladder.fetchedAt);
+  json.key("keyword"), json.text(ladder.keyword);
+  json.key("resultCount"), json.integer(ladder.resultCount);
+  json.key("source"), json.text(ladder.source);
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedLadderEntry& entry) {
+  json.beginObject();
+  json.key("appStoreId"), json.text(entry.appStoreId);
+  json.key("averageRating"), json.number(entry.averageRating);
+  json.key("developer"), json.text(entry.developer);
+  json.key("name"), json.text(entry.name);
+  json.key("position"), json.integer(entry.position);
+  json.key("ratingCount"), json.integer(entry.ratingCount);
+  json.endObject();
+}
+
+template <class List>
+void write(JsonStream& json, const ExportedProbe& probe, List&& hints) {
+  json.beginObject();
+  json.key("carriedPriority"), json.boolean(probe.carriedPriority);
+  json.key("country"), json.text(probe.country);
+  json.key("hints"), hints();
+  json.key("observedAt"), json.time(probe.observedAt);
+  json.key("prefix"), json.text(probe.prefix);
+  json.key("source"), json.text(probe.source);
+  json.endObject();
+}
+
+void write(JsonStream& json, const ExportedHint& hint) {
+  json.beginObject();
+  json.key("position"), json.integer(hint.position);
+  json.key("priority"), json.integer(hint.priority);
+  json.key("term"), json.text(hint.term);
+  json.endObject();
+}
+
+// Walks the store in export order. Top-level lists are sorted by their date; nested lists by country
+// (localizations), keyword and country (keywords), day (readings and marks), write order (outcomes) and
+// position (entries and hints). The row is the last tie-break everywhere, so the order is total.
+class Walker final {
+ public:
+  Walker(Store& store, JsonStream& json)
+      : json_(json),
+        apps_(store,
+              "SELECT pk, appStoreId, displayName, developer, bundleId, artworkUrl512, isMine, addedAt FROM TrackedApp "
+              "ORDER BY addedAt, pk"),
+        localizations_(store,
+                       "SELECT country, name, developer, fetchedAt FROM AppLocalization WHERE app = ?1 "
+                       "ORDER BY country, pk"),
+        appQueries_(store,
+                    "SELECT pk, keyword, country, provenanceRaw, addedAt, isPaused FROM TrackedQuery WHERE app = ?1 "
+                    "ORDER BY keyword, country, pk"),
+        spaceQueries_(store,
+                      "SELECT pk, keyword, country, provenanceRaw, addedAt, isPaused FROM TrackedQuery "
+                      "WHERE space = ?1 ORDER BY keyword, country, pk"),
+        observations_(store,
+                      "SELECT day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE query = ?1 "
+                      "ORDER BY day, pk"),
+        reviewMarks_(store, "SELECT day, markedAt FROM ReviewMark WHERE query = ?1 ORDER BY day, pk"),
+        spaces_(store,
+                "SELECT id, name, note, createdAt, promotedToAppStoreId, promotedAt, pk FROM ResearchSpace "
+                "ORDER BY createdAt, pk"),
+        runs_(store,
+              "SELECT pk, startedAt, finishedAt, halted, stopped, requestCount, queryCount FROM MeasurementRun "
+              "ORDER BY startedAt, pk"),
+        outcomes_(store,
+                  "SELECT o.statusRaw, o.message, q.keyword, q.country, a.appStoreId FROM RunOutcome o "
+                  "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN TrackedApp a ON a.pk = q.app "
+                  "WHERE o.run = ?1 ORDER BY o.pk"),
+        ladders_(store,
+                 "SELECT pk, keyword, country, fetchedAt, enrichedDepth, resultCount, source FROM StoredLadder "
+                 "ORDER BY fetchedAt, pk"),
+        entries_(store,
+                 "SELECT position, appStoreId, name, developer, ratingCount, averageRating FROM LadderEntry "
+                 "WHERE ladder = ?1 ORDER BY position, pk"),
+        probes_(store,
+                "SELECT pk, prefix, country, observedAt, source, carriedPriority FROM HintProbe "
+                "ORDER BY observedAt, pk"),
+        hints_(store, "SELECT position, term, priority FROM StoreHint WHERE probe = ?1 ORDER BY position, pk") {}
+
+  void apps();
+  void spaces();
+  void runs();
+  void ladders();
+  void probes();
+
+ private:
+  void queries(Rows& rows, std::int64_t owner);
+  void observations(std::int64_t query);
+  void reviewMarks(std::int64_t query);
+
+  JsonStream& json_;
+  Rows apps_, localizations_, appQueries_, spaceQueries_, observations_, reviewMarks_, spaces_, runs_, outcomes_,
+      ladders_, entries_, probes_, hints_;
+};
+
+void Walker::apps() {
+  json_.beginArray();
+  ExportedApp app;
+  while (apps_.next()) {
+    const std::int64_t row = apps_.integer(0);
+    app = ExportedApp{std::string(apps_.text(1)),
+                      std::string(apps_.text(2)),
+                      std::string(apps_.text(3)),
+                      apps_.optionalText(4),
+                      apps_.optionalText(5),
+                      apps_.flag(6),
+                      apps_.time(7)};
+    const std::function<void()> localizations = [&] {
+      json_.beginArray();
+      localizations_.restart(row);
+      while (localizations_.next()) {
+        write(json_, ExportedLocalization{std::string(localizations_.text(0)), std::string(localizations_.text(1)),
+                                          std::string(localizations_.text(2)), localizations_.time(3)});
+      }
+      json_.endArray();
+    };
+    const std::function<void()> queryList = [&] { queries(appQueries_, row); };
+    write(json_, app, localizations, queryList);
+  }
+  json_.endArray();
+}
+
+void Walker::queries(Rows& rows, std::int64_t owner) {
+  json_.beginArray();
+  rows.restart(owner);
+  ExportedQuery query;
+  while (rows.next()) {
+    const std::int64_t row = rows.integer(0);
+    query.keyword.assign(rows.text(1));
+    query.country.assign(rows.text(2));
+    query.provenance.assign(rows.text(3));
+    query.addedAt = rows.time(4);
+    query.isPaused = rows.flag(5);
+    const std::function<void()> readings = [&] { observations(row); };
+    const std::function<void()> marks = [&] { reviewMarks(row); };
+    write(json_, query, readings, marks);
+  }
+  json_.endArray();
+}
+
+void Walker::observations(std::int64_t query) {
+  json_.beginArray();
+  observations_.restart(query);
+  ExportedObservation observation;
+  while (observations_.next()) {
+    observation.day = observations_.time(0);
+    observation.measuredAt = observations_.time(1);
+    observation.rank = observations_.optionalInteger(2);
+    observation.resultCount = observations_.integer(3);
+    observation.source.assign(observations_.text(4));
+    write(json_, observation);
+  }
+  json_.endArray();
+}
+
+void Walker::reviewMarks(std::int64_t query) {
+  json_.beginArray();
+  reviewMarks_.restart(query);
+  while (reviewMarks_.next()) {
+    write(json_, ExportedReviewMark{reviewMarks_.time(0), reviewMarks_.time(1)});
+  }
+  json_.endArray();
+}
+
+void Walker::spaces() {
+  json_.beginArray();
+  while (spaces_.next()) {
+    const ExportedSpace space{std::string(spaces_.text(0)), std::string(spaces_.text(1)),
+                              spaces_.optionalText(2),      spaces_.time(3),
+                              spaces_.optionalText(4),      spaces_.optionalTime(5)};
+    const std::int64_t row = spaces_.integer(6);
+    write(json_, space, [&] { queries(spaceQueries_, row); });
+  }
+  json_.endArray();
+}
+
+void Walker::runs() {
+  json_.beginArray();
+  while (runs_.next()) {
+    const std::int64_t row = runs_.integer(0);
+    const ExportedRun run{runs_.time(1), runs_.optionalTime(2), runs_.flag(3),
+                          runs_.flag(4), runs_.integer(5),      runs_.integer(6)};
+    write(json_, run, [&] {
+      json_.beginArray();
+      outcomes_.restart(row);
+      while (outcomes_.next()) {
+        write(json_, ExportedOutcome{std::string(outcomes_.text(0)), outcomes_.optionalText(1),
+                                     outcomes_.optionalText(2), outcomes_.optionalText(3), outcomes_.optionalText(4)});
+      }
+      json_.endArray();
+    });
+  }
+  json_.endArray();
+}
+
+void Walker::ladders() {
+  json_.beginArray();
+  while (ladders_.next()) {
+    const std::int64_t row = ladders_.integer(0);
+    const ExportedLadder ladder{
+        std::string(ladders_.text(1)), std::string(ladders_.text(2)), ladders_.time(3),
+        ladders_.integer(4),           ladders_.integer(5),           std::string(ladders_.text(6))};
+    write(json_, ladder, [&] {
+      json_.beginArray();
+      entries_.restart(row);
+      while (entries_.next()) {
+        write(json_, ExportedLadderEntry{entries_.integer(0), std::string(entries_.text(1)),
+                                         std::string(entries_.text(2)), std::string(entries_.text(3)),
+                                         entries_.optionalInteger(4), entries_.optionalReal(5)});
+      }
+      json_.endArray();
+    });
+  }
+  json_.endArray();
+}
+
+void Walker::probes() {
+  json_.beginArray();
+  while (probes_.next()) {
+    const std::int64_t row = probes_.integer(0);
+    const ExportedProbe probe{std::string(probes_.text(1)), std::string(probes_.text(2)), probes_.time(3),
+                              std::string(probes_.text(4)), probes_.flag(5)};
+    write(json_, probe, [&] {
+      json_.beginArray();
+      hints_.restart(row);
+      while (hints_.next()) {
+        write(json_, ExportedHint{hints_.integer(0), std::string(hints_.text(1)), hints_.optionalInteger(2)});
+      }
+      json_.endArray();
+    });
+  }
+  json_.endArray();
+}
+
+}  // namespace
+
+std::string exportGeneratedBy() {
+  const std::string version = TOVRA_VERSION;
+  return version.empty() ? std::string("Tovra") : "Tovra " + version;
+}
+
+std::string proposedExportFileName(asokit::WallTime now, const LocalTimeFormat& localTime) {
+  return "tovra-export-" + localTime.date(now) + ".json";
+}
+
+void exportStore(Store& store, asokit::WallTime exportedAt, const std::function<void(std::string_view)>& sink) {
+  // One snapshot for the whole file: a run that another process writes meanwhile is either entirely in
+  // the file or not at all.
+  Transaction snapshot(store, Transaction::Mode::read);
+  JsonStream json(sink);
+  Walker walker(store, json);
+  json.beginObject();
+  json.key("apps"), walker.apps();
+  json.key("exportedAt"), json.time(exportedAt);
+  json.key("generatedBy"), json.text(exportGeneratedBy());
+  json.key("hintProbes"), walker.probes();
+  json.key("ladders"), walker.ladders();
+  json.key("note"), json.text(kExportNote);
+  json.key("researchSpaces"), walker.spaces();
+  json.key("runs"), walker.runs();
+  json.endObject();
+  json.finish();
+  snapshot.commit();
+}
+
+std::string exportStoreToString(Store& store, asokit::WallTime exportedAt) {
+  std::string text;
+  exportStore(store, exportedAt, [&](std::string_view chunk) { text.append(chunk); });
+  return text;
+}
+
+}  // namespace tovra::store

@@ -1,0 +1,121 @@
+// Writing the export to its file: a temporary file beside the target, flushed to the disk, then renamed
+// over the target, so the final name only ever holds a complete export.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <random>
+
+#include "app/store/export.h"
+#include "app/store/store_error.h"
+
+namespace tovra::store {
+namespace fs = std::filesystem;
+namespace {
+
+StoreError fileError(int error, const fs::path& target) {
+  const std::string where = target.string();
+  switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+      return StoreError(StoreError::Kind::diskFull,
+                        "The disk is full: the export could not be written to " + where + ". Nothing was left there.");
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return StoreError(StoreError::Kind::readOnly, "The folder " + target.parent_path().string() +
+                                                        " cannot be written (" + std::strerror(error) +
+                                                        "): the export could not be written.");
+    default:
+      return StoreError(StoreError::Kind::io, "The export could not be written to " + where + ": " +
+                                                  std::strerror(error) + ". Nothing was left there.");
+  }
+}
+
+// Our own temporary file; removed when the export does not complete.
+class TemporaryFile final {
+ public:
+  explicit TemporaryFile(const fs::path& target) : target_(target) {
+    std::random_device seed;
+    std::mt19937_64 random(seed());
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    for (int attempt = 0; attempt < 16 && fd_ < 0; ++attempt) {
+      path_ = folder / ("." + target.filename().string() + "." + std::to_string(random() % 1000000000) + ".tmp");
+      fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (fd_ < 0 && errno != EEXIST) {
+        throw fileError(errno, target_);
+      }
+    }
+    if (fd_ < 0) {
+      throw fileError(EEXIST, target_);
+    }
+  }
+
+  ~TemporaryFile() {
+    if (fd_ >= 0) {
+      ::close(fd_);
+    }
+    if (!renamed_) {
+      ::unlink(path_.c_str());
+    }
+  }
+
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  void write(std::string_view chunk) {
+    while (!chunk.empty()) {
+      const ssize_t written = ::write(fd_, chunk.data(), chunk.size());
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written <= 0) {
+        throw fileError(written < 0 ? errno : EIO, target_);
+      }
+      chunk.remove_prefix(static_cast<std::size_t>(written));
+    }
+  }
+
+  // Flushes the bytes to the disk, then gives the file its final name and makes the rename durable.
+  void complete() {
+    if (::fsync(fd_) != 0) {
+      throw fileError(errno, target_);
+    }
+    const int fd = fd_;
+    fd_ = -1;
+    if (::close(fd) != 0) {
+      throw fileError(errno, target_);
+    }
+    if (::rename(path_.c_str(), target_.c_str()) != 0) {
+      throw fileError(errno, target_);
+    }
+    renamed_ = true;
+    const fs::path folder = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
+    if (const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
+      ::fsync(dir);
+      ::close(dir);
+    }
+  }
+
+ private:
+  fs::path target_;
+  fs::path path_;
+  int fd_ = -1;
+  bool renamed_ = false;
+};
+
+}  // namespace
+
+void exportStoreToFile(Store& store, asokit::WallTime exportedAt, const fs::path& target) {
+  std::error_code error;
+  if (fs::is_directory(target, error)) {
+    throw StoreError(StoreError::Kind::io, "The export needs a file name; " + target.string() + " is a folder.");
+  }
+  TemporaryFile file(target);
+  exportStore(store, exportedAt, [&](std::string_view chunk) { file.write(chunk); });
+  file.complete();
+}
+
+}  // namespace tovra::store

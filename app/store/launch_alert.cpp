@@ -1,0 +1,34 @@
+#include "app/store/launch_alert.h"
+
+namespace tovra::store {
+
+StoreLaunchAlert StoreLaunchAlert::from(const StoreOpenNotice& notice) {
+  StoreLaunchAlert alert;
+  if (const auto* recovered = notice.recovered()) {
+    alert.style = Style::warning;
+    alert.messageText = "Tovra could not open its data.";
+    alert.informativeText = "Tovra could not open its data. Your old data was kept in " + recovered->folder.string() +
+                            ". " + "Tovra has started with an empty store; nothing was deleted.";
+    alert.buttons = {std::string(okButton), std::string(showFolderButton)};
+    alert.folder = recovered->folder;
+    alert.endsApplication = false;
+    return alert;
+  }
+  const auto& failed = *notice.failed();
+  alert.style = Style::critical;
+  alert.messageText = "Tovra cannot start.";
+  alert.informativeText = "Tovra could not create a place to keep its data, so it has to quit.";
+  if (failed.folder) {
+    alert.informativeText += " Your old data was kept in " + failed.folder->string() + ".";
+  }
+  alert.informativeText += "\n\n" + failed.detail;
+  alert.buttons = {std::string(quitButton)};
+  if (failed.folder) {
+    alert.buttons.emplace_back(showFolderButton);
+  }
+  alert.folder = failed.folder;
+  alert.endsApplication = true;
+  return alert;
+}
+
+}  // namespace tovra::store

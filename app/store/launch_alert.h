@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/store/bootstrap.h"
+
+namespace tovra::store {
+
+// The modal alert that tells the user about the store notice once the application has launched. Built
+// here so that every front end says exactly the same.
+struct StoreLaunchAlert {
+  enum class Style { warning, critical };
+
+  static constexpr std::string_view okButton = "OK";
+  static constexpr std::string_view quitButton = "Quit";
+  static constexpr std::string_view showFolderButton = "Show in File Manager";
+
+  Style style = Style::warning;
+  std::string messageText;
+  std::string informativeText;
+  // In order; the folder button is offered only when a folder is known, and reveals `folder`.
+  std::vector<std::string> buttons;
+  std::optional<std::filesystem::path> folder;
+  // A failed store ends the application once the alert closes; a recovered one goes on.
+  bool endsApplication = false;
+
+  static StoreLaunchAlert from(const StoreOpenNotice& notice);
+};
+
+}  // namespace tovra::store

@@ -1,0 +1,147 @@
+#pragma once
+
+// How each record kind maps to its table; included by app/store/*.cpp only. `columns` lists the
+// stored fields after the row column `pk`, in table order; `bind` binds them as parameters 1…N and
+// `read` reads a row selected as "pk, <columns>".
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "app/store/records.h"
+
+namespace SQLite {
+class Statement;
+}
+
+namespace tovra::store {
+
+template <class Record>
+struct Mapping;
+
+#define TOVRA_MAPPING_FUNCTIONS(Record)                                 \
+  static void bind(SQLite::Statement& statement, const Record& record); \
+  static Record read(const SQLite::Statement& statement);               \
+  static void validate(const Record& record)
+
+template <>
+struct Mapping<TrackedApp> {
+  static constexpr std::string_view table = "TrackedApp";
+  static constexpr std::array<std::string_view, 7> columns{"appStoreId",    "displayName", "developer", "bundleId",
+                                                           "artworkUrl512", "isMine",      "addedAt"};
+  static constexpr std::string_view order = "addedAt, pk";
+  static constexpr std::string_view unique = "appStoreId";
+  static std::string uniqueValue(const TrackedApp& app) { return app.appStoreId; }
+  TOVRA_MAPPING_FUNCTIONS(TrackedApp);
+};
+
+template <>
+struct Mapping<AppLocalization> {
+  static constexpr std::string_view table = "AppLocalization";
+  static constexpr std::array<std::string_view, 5> columns{"country", "name", "developer", "fetchedAt", "app"};
+  static constexpr std::string_view order = "fetchedAt, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(AppLocalization);
+};
+
+template <>
+struct Mapping<ResearchSpace> {
+  static constexpr std::string_view table = "ResearchSpace";
+  static constexpr std::array<std::string_view, 6> columns{
+      "id", "name", "note", "createdAt", "promotedToAppStoreId", "promotedAt"};
+  static constexpr std::string_view order = "createdAt, pk";
+  static constexpr std::string_view unique = "id";
+  static std::string uniqueValue(const ResearchSpace& space) { return space.id; }
+  TOVRA_MAPPING_FUNCTIONS(ResearchSpace);
+};
+
+template <>
+struct Mapping<TrackedQuery> {
+  static constexpr std::string_view table = "TrackedQuery";
+  static constexpr std::array<std::string_view, 7> columns{"keyword",  "country", "provenanceRaw", "addedAt",
+                                                           "isPaused", "app",     "space"};
+  static constexpr std::string_view order = "addedAt, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(TrackedQuery);
+};
+
+template <>
+struct Mapping<StoredObservation> {
+  static constexpr std::string_view table = "StoredObservation";
+  static constexpr std::array<std::string_view, 6> columns{"day",         "measuredAt", "rank",
+                                                           "resultCount", "source",     "query"};
+  static constexpr std::string_view order = "day, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(StoredObservation);
+};
+
+template <>
+struct Mapping<MeasurementRun> {
+  static constexpr std::string_view table = "MeasurementRun";
+  static constexpr std::array<std::string_view, 6> columns{"startedAt", "finishedAt",   "halted",
+                                                           "stopped",   "requestCount", "queryCount"};
+  static constexpr std::string_view order = "startedAt, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(MeasurementRun);
+};
+
+template <>
+struct Mapping<RunOutcome> {
+  static constexpr std::string_view table = "RunOutcome";
+  static constexpr std::array<std::string_view, 5> columns{"statusRaw", "message", "run", "query", "observation"};
+  static constexpr std::string_view order = "pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(RunOutcome);
+};
+
+template <>
+struct Mapping<ReviewMark> {
+  static constexpr std::string_view table = "ReviewMark";
+  static constexpr std::array<std::string_view, 3> columns{"day", "markedAt", "query"};
+  static constexpr std::string_view order = "day, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(ReviewMark);
+};
+
+template <>
+struct Mapping<StoredLadder> {
+  static constexpr std::string_view table = "StoredLadder";
+  static constexpr std::array<std::string_view, 6> columns{"keyword",       "country",     "fetchedAt",
+                                                           "enrichedDepth", "resultCount", "source"};
+  static constexpr std::string_view order = "fetchedAt, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(StoredLadder);
+};
+
+template <>
+struct Mapping<LadderEntry> {
+  static constexpr std::string_view table = "LadderEntry";
+  static constexpr std::array<std::string_view, 8> columns{"position", "appStoreId",  "name",          "developer",
+                                                           "iconUrl",  "ratingCount", "averageRating", "ladder"};
+  static constexpr std::string_view order = "ladder, position, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(LadderEntry);
+};
+
+template <>
+struct Mapping<HintProbe> {
+  static constexpr std::string_view table = "HintProbe";
+  static constexpr std::array<std::string_view, 5> columns{"prefix", "country", "observedAt", "source",
+                                                           "carriedPriority"};
+  static constexpr std::string_view order = "observedAt, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(HintProbe);
+};
+
+template <>
+struct Mapping<StoreHint> {
+  static constexpr std::string_view table = "StoreHint";
+  static constexpr std::array<std::string_view, 4> columns{"position", "term", "priority", "probe"};
+  static constexpr std::string_view order = "probe, position, pk";
+  static constexpr std::string_view unique{};
+  TOVRA_MAPPING_FUNCTIONS(StoreHint);
+};
+
+#undef TOVRA_MAPPING_FUNCTIONS
+
+}  // namespace tovra::store

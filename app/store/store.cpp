@@ -1,0 +1,88 @@
+#include "app/store/store.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
+#include <stdexcept>
+
+#include "app/store/schema.h"
+#include "app/store/sql.h"
+
+namespace tovra::store {
+namespace {
+
+std::unique_ptr<SQLite::Database> connect(const std::string& name) {
+  auto database =
+      std::make_unique<SQLite::Database>(name, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
+                                         static_cast<int>(Store::busyTimeout.count()));
+  // Off by default in SQLite and per connection: without it the delete rules silently do nothing.
+  database->exec("PRAGMA foreign_keys = ON");
+  if (database->execAndGet("PRAGMA foreign_keys").getInt() != 1) {
+    throw StoreError(StoreError::Kind::cannotOpen, "The store engine cannot enforce relationships (foreign keys).");
+  }
+  return database;
+}
+
+}  // namespace
+
+Store::Store(std::unique_ptr<SQLite::Database> database, std::optional<std::filesystem::path> file)
+    : database_(std::move(database)), file_(std::move(file)) {}
+
+Store::~Store() {
+  statements_.clear();
+  database_.reset();
+}
+
+std::unique_ptr<Store> Store::open(const std::filesystem::path& file) {
+  return guarded("opening the store", [&] {
+    auto database = connect(file.string());
+    // The schema is read before anything is written, so a file of another shape is left untouched.
+    prepareSchema(*database);
+    const std::string mode = database->execAndGet("PRAGMA journal_mode = WAL").getString();
+    if (mode != "wal") {
+      throw StoreError(StoreError::Kind::cannotOpen,
+                       "The store could not switch to write-ahead logging (journal mode " + mode + ").");
+    }
+    // The log and its index are opened by the first read; doing it now makes them exist for as long as
+    // the store is open, whatever the caller does first.
+    database->execAndGet("SELECT count(*) FROM sqlite_schema");
+    return std::unique_ptr<Store>(new Store(std::move(database), file));
+  });
+}
+
+std::unique_ptr<Store> Store::inMemory() {
+  return guarded("creating a store in memory", [&] {
+    auto database = connect(":memory:");
+    prepareSchema(*database);
+    return std::unique_ptr<Store>(new Store(std::move(database), std::nullopt));
+  });
+}
+
+std::int64_t Store::dataVersion() {
+  return guarded("reading the store", [&] { return database_->execAndGet("PRAGMA data_version").getInt64(); });
+}
+
+Store::CachedStatement& Store::cached(const std::string& sql) {
+  auto found = statements_.find(sql);
+  if (found == statements_.end()) {
+    auto statement = std::make_unique<SQLite::Statement>(*database_, sql);
+    found = statements_.emplace(sql, CachedStatement{std::move(statement), false}).first;
+  }
+  return found->second;
+}
+
+Prepared::Prepared(Store& store, const std::string& sql) : entry_(store.cached(sql)) {
+  if (entry_.inUse) {
+    throw std::logic_error("statement already in use: " + sql);
+  }
+  entry_.inUse = true;
+  entry_.statement->tryReset();
+  entry_.statement->clearBindings();
+}
+
+Prepared::~Prepared() {
+  entry_.statement->tryReset();
+  entry_.inUse = false;
+}
+
+}  // namespace tovra::store
