@@ -3,6 +3,9 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 
+#include <algorithm>
+#include <array>
+#include <fstream>
 #include <stdexcept>
 
 #include "app/store/schema.h"
@@ -23,6 +26,54 @@ std::unique_ptr<SQLite::Database> connect(const std::string& name) {
   return database;
 }
 
+std::int32_t bigEndian(const std::array<unsigned char, 100>& header, std::size_t offset) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(header[offset]) << 24 |
+                                   static_cast<std::uint32_t>(header[offset + 1]) << 16 |
+                                   static_cast<std::uint32_t>(header[offset + 2]) << 8 | header[offset + 3]);
+}
+
+// Reads the file's header before SQLite ever opens it. SQLite repairs what it opens: it resets the
+// "-shm" index, checkpoints or deletes a "-wal" log, and removes the log of an empty file. For a file
+// that is not this store those are the user's bytes, so such a file is refused here, untouched, and the
+// bootstrap moves it aside with its companions exactly as they were.
+void checkHeader(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto status = std::filesystem::status(file, error);
+  if (status.type() == std::filesystem::file_type::not_found) {
+    return;
+  }
+  if (status.type() != std::filesystem::file_type::regular) {
+    throw StoreError(StoreError::Kind::cannotOpen, "The store " + file.string() + " is not a file.");
+  }
+  std::ifstream in(file, std::ios::binary);
+  std::array<unsigned char, 100> header{};
+  in.read(reinterpret_cast<char*>(header.data()), header.size());
+  const auto length = in.gcount();
+  if (!in && !in.eof()) {
+    throw StoreError(StoreError::Kind::cannotOpen, "The store " + file.string() + " could not be read.");
+  }
+  if (length == 0) {
+    if (std::filesystem::exists(file.string() + "-wal", error)) {
+      throw StoreError(StoreError::Kind::notATovraStore,
+                       "The store file is empty but its log is not; both are kept as they are.");
+    }
+    return;
+  }
+  static constexpr char magic[] = "SQLite format 3";  // with its terminating zero: 16 bytes
+  if (length < static_cast<std::streamsize>(header.size()) ||
+      !std::equal(std::begin(magic), std::end(magic), header.begin())) {
+    throw StoreError(StoreError::Kind::notATovraStore, "The store file is not a database; it is kept as it is.");
+  }
+  if (bigEndian(header, 68) != TovraSchemaV1::applicationId) {
+    throw StoreError(StoreError::Kind::notATovraStore,
+                     "The store file is a database of another program; it is kept as it is.");
+  }
+  if (bigEndian(header, 60) != TovraSchemaV1::userVersion) {
+    throw StoreError(StoreError::Kind::notATovraStore,
+                     "The store file was written by another version of Tovra's schema; it is kept as it is.");
+  }
+}
+
 }  // namespace
 
 Store::Store(std::unique_ptr<SQLite::Database> database, std::optional<std::filesystem::path> file)
@@ -35,6 +86,7 @@ Store::~Store() {
 
 std::unique_ptr<Store> Store::open(const std::filesystem::path& file) {
   return guarded("opening the store", [&] {
+    checkHeader(file);
     auto database = connect(file.string());
     // The schema is read before anything is written, so a file of another shape is left untouched.
     prepareSchema(*database);
