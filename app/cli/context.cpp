@@ -5,7 +5,33 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "app/cli/command.h"
+#include "app/store/bootstrap.h"
+#include "app/store/launch_alert.h"
+
 namespace tovra::cli {
+namespace {
+
+// Backup folders are stamped in the user's local time; a system whose zone cannot be found still opens
+// its store, with UTC stamps.
+store::LocalTimeFormat localTimeFormat() {
+  try {
+    return store::LocalTimeFormat();
+  } catch (const std::exception&) {
+    return store::LocalTimeFormat("UTC");
+  }
+}
+
+// The alert's words without its buttons. The informative text of a recovered store already begins with
+// the message, which is then not repeated.
+std::string noticeText(const store::StoreLaunchAlert& alert) {
+  if (alert.informativeText.rfind(alert.messageText, 0) == 0) {
+    return alert.informativeText;
+  }
+  return alert.messageText + "\n" + alert.informativeText;
+}
+
+}  // namespace
 
 Context::Context(std::ostream& out, std::ostream& err) : out_(out), err_(err) {}
 
@@ -41,6 +67,24 @@ asokit::AsoClient& Context::client() {
     client_ = std::make_unique<asokit::AsoClient>(*transport_, monotonic_, wall_, config);
   }
   return *client_;
+}
+
+store::Store& Context::store() {
+  if (!store_) {
+    store::SystemFileOperations files;
+    const store::StoreBootstrap bootstrap(dataDir(), files, wall_, localTimeFormat(),
+                                          store::StoreBootstrap::diskContainer());
+    auto result = bootstrap.open();
+    if (result.notice) {
+      const std::string text = noticeText(store::StoreLaunchAlert::from(*result.notice));
+      if (!result.container) {
+        throw CommandError(Exit::failed, text);
+      }
+      err_ << text << "\n";
+    }
+    store_ = std::move(result.container);
+  }
+  return *store_;
 }
 
 }  // namespace tovra::cli

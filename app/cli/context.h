@@ -9,6 +9,10 @@
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
 
+namespace tovra::store {
+class Store;
+}
+
 namespace tovra::cli {
 
 // What every command shares: output choice, the data directory, the one App Store client of the
@@ -29,6 +33,10 @@ class Context final {
   std::filesystem::path dataDir() const;
 
   asokit::AsoClient& client();
+  // The store in dataDir(), opened through the store bootstrap on first use (so commands that never
+  // read it create nothing). A recovered store's notice is printed once on stderr and the command goes
+  // on with the new empty store; a store that cannot be opened ends the command with exit status 1.
+  tovra::store::Store& store();
   asokit::MonotonicClock& monotonic() { return monotonic_; }
   asokit::WallClock& wall() { return wall_; }
   // Requested on the first Ctrl-C: a run finishes the request in flight and keeps what was measured.
@@ -43,6 +51,7 @@ class Context final {
   asokit::SystemWallClock wall_;
   std::unique_ptr<asokit::HTTPTransport> transport_;
   std::unique_ptr<asokit::AsoClient> client_;
+  std::unique_ptr<tovra::store::Store> store_;
   std::stop_source userStop_;
   std::stop_source cancel_;
 };

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -59,10 +60,20 @@ std::optional<std::string> SystemFileOperations::readFile(const fs::path& file) 
 }
 
 void SystemFileOperations::writeFile(const fs::path& file, std::string_view contents) {
-  std::string temporary = (file.parent_path() / ("." + file.filename().string() + ".XXXXXX")).string();
-  const int fd = mkstemp(temporary.data());
+  // A temporary beside the file, created with the usual permissions (the umask applies), then renamed
+  // over it: a reader sees the old contents or the new ones, never a mix.
+  std::random_device seed;
+  fs::path temporary;
+  int fd = -1;
+  for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
+    temporary = file.parent_path() / ("." + file.filename().string() + "." + std::to_string(seed()) + ".tmp");
+    fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno != EEXIST) {
+      throw failure("Could not write", file, errno);
+    }
+  }
   if (fd < 0) {
-    throw failure("Could not write", file, errno);
+    throw failure("Could not write", file, EEXIST);
   }
   std::size_t written = 0;
   while (written < contents.size()) {
@@ -78,12 +89,13 @@ void SystemFileOperations::writeFile(const fs::path& file, std::string_view cont
     }
     written += static_cast<std::size_t>(n);
   }
-  if (::fsync(fd) != 0 || ::close(fd) != 0) {
+  if (::fsync(fd) != 0) {
     const int error = errno;
+    ::close(fd);
     ::unlink(temporary.c_str());
     throw failure("Could not write", file, error);
   }
-  if (::rename(temporary.c_str(), file.c_str()) != 0) {
+  if (::close(fd) != 0 || ::rename(temporary.c_str(), file.c_str()) != 0) {
     const int error = errno;
     ::unlink(temporary.c_str());
     throw failure("Could not write", file, error);
