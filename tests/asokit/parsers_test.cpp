@@ -91,6 +91,24 @@ TEST(StoreSearchParse, FirstBubbleWhenNoneIsSoftwareAndLaterNameWins) {
   EXPECT_EQ(result.names.count("8"), 0u);
 }
 
+TEST(StoreSearchParse, OnlyTheDocumentedPlacesAreRead) {
+  // Ids given as containers are not ids; a "bubbles" or "name" deeper down is not the answer's.
+  const auto result = store_search::parse(
+      R"({"bubbles":[{"name":"software","results":[{"id":{"x":1}},{"id":[1]},"5",{"id":6,"x":{"id":"7"}}]}],
+          "x":{"bubbles":[]},"storePlatformData":{"s":{"results":{"5":{"x":{"name":"deep"}},"6":{"name":"Six"}}}}})");
+  EXPECT_EQ(result.orderedIds, (std::vector<std::string>{"5", "6"}));
+  EXPECT_EQ(result.names.count("5"), 0u);
+  EXPECT_EQ(result.names.at("6"), "Six");
+  EXPECT_EQ(shapeDetail([] { store_search::parse(R"({"x":{"bubbles":[{"results":[]}]}})"); }), "'bubbles' yok");
+  // Bubbles under pageData win over top-level ones, even when they are unreadable.
+  EXPECT_EQ(shapeDetail([] { store_search::parse(R"({"pageData":{"bubbles":null},"bubbles":[{"results":[]}]})"); }),
+            "'bubbles' yok");
+  EXPECT_EQ(store_search::parse(R"({"pageData":[],"bubbles":[{"results":["1"]}]})").orderedIds,
+            (std::vector<std::string>{"1"}));
+  EXPECT_EQ(shapeDetail([] { store_search::parse(R"({"bubbles":[{"name":"software","results":["1"]}]} trailing)"); }),
+            "kök JSON nesnesi değil");
+}
+
 TEST(LookupParse, RealAnswers) {
   EXPECT_TRUE(lookup::parse(readFixture("real/lookup-2-empty.json")).empty());
 
