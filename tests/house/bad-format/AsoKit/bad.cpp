@@ -1,0 +1,1 @@
+int  badly_formatted( ){return 1 ;}

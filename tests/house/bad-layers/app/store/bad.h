@@ -1,0 +1,3 @@
+#pragma once
+// Deliberately wrong: the core must not include Qt.
+#include <QString>
