@@ -1,0 +1,70 @@
+#include "tools/fakestore/request_log.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+namespace tovra::fakestore {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::FILE* openLog(const std::filesystem::path& file) {
+  if (file.empty()) {
+    return nullptr;
+  }
+  std::FILE* handle = std::fopen(file.c_str(), "a");
+  if (handle == nullptr) {
+    throw std::runtime_error(fmt::format("cannot open the log {}: {}", file.string(), std::strerror(errno)));
+  }
+  return handle;
+}
+
+}  // namespace
+
+RequestLog::RequestLog(const std::filesystem::path& file) : file_(openLog(file), &std::fclose) {}
+
+void RequestLog::write(const LogEntry& entry) {
+  if (!file_) {
+    return;
+  }
+  ordered_json params = ordered_json::array();
+  for (const auto& [key, value] : entry.params) {
+    params.push_back(ordered_json::array({key, value}));
+  }
+  ordered_json headers = ordered_json::object();
+  for (const auto& [name, value] : entry.headers) {
+    if (headers.contains(name)) {
+      headers[name] = headers[name].get<std::string>() + ", " + value;
+    } else {
+      headers[name] = value;
+    }
+  }
+  const ordered_json rest = {
+      {"method", entry.method},
+      {"path", entry.path},
+      {"query", entry.query},
+      {"params", std::move(params)},
+      {"headers", std::move(headers)},
+      {"remotePort", entry.remotePort},
+      {"endpoint", entry.endpoint},
+      {"country", entry.country ? ordered_json(*entry.country) : ordered_json(nullptr)},
+      {"number", entry.number},
+      {"status", entry.status},
+      {"fault", entry.storm   ? ordered_json("storm")
+                : entry.fault ? ordered_json(*entry.fault)
+                              : ordered_json(nullptr)},
+  };
+  // Written by hand so the time keeps exactly six decimals instead of a double's noise.
+  const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(entry.time.time_since_epoch()).count();
+  const std::string line = fmt::format("{{\"time\":{}.{:06},{}\n", micros / 1'000'000, micros % 1'000'000,
+                                       rest.dump(-1, ' ', false, ordered_json::error_handler_t::replace).substr(1));
+  const std::lock_guard lock(mutex_);
+  std::fputs(line.c_str(), file_.get());
+  std::fflush(file_.get());
+}
+
+}  // namespace tovra::fakestore
