@@ -62,23 +62,38 @@ AsoClient::AsoClient(HTTPTransport& transport, MonotonicClock& monotonic, WallCl
       monotonic_(monotonic),
       wall_(wall),
       config_(std::move(config)),
-      limiter_(monotonic, config_.minInterval) {
+      limiter_(monotonic, config_.minInterval, config_.sharedPacing.get()) {
   config_.maxAttempts = std::max(config_.maxAttempts, 1);
 }
 
 void AsoClient::hold(WallTime until) {
   std::lock_guard lock(holdMutex_);
-  heldUntil_ = until;
+  // A shared hold is the one truth, so that a release anywhere ends it everywhere; the process keeps the
+  // hold itself only when it could not be shared.
+  if (config_.sharedPacing && config_.sharedPacing->hold(until)) {
+    heldUntil_.reset();
+  } else {
+    heldUntil_ = until;
+  }
 }
 
 void AsoClient::releaseHold() {
   std::lock_guard lock(holdMutex_);
   heldUntil_.reset();
+  if (config_.sharedPacing) {
+    config_.sharedPacing->releaseHold();
+  }
 }
 
 std::optional<WallTime> AsoClient::heldUntil() const {
   std::lock_guard lock(holdMutex_);
-  return heldUntil_;
+  auto until = heldUntil_;
+  if (config_.sharedPacing) {
+    if (const auto shared = config_.sharedPacing->heldUntil(); shared && (!until || *shared > *until)) {
+      until = shared;
+    }
+  }
+  return until;
 }
 
 std::optional<std::int64_t> AsoClient::cooldownSecondsLeft(WallTime now) const {

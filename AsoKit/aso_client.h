@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -11,6 +12,7 @@
 
 #include "AsoKit/clock.h"
 #include "AsoKit/rate_limiter.h"
+#include "AsoKit/shared_pacing.h"
 #include "AsoKit/transport.h"
 #include "AsoKit/types.h"
 #include "AsoKit/url.h"
@@ -22,6 +24,8 @@ struct ClientConfig {
   std::chrono::nanoseconds backoffBase = std::chrono::seconds{8};
   int maxAttempts = 3;
   Endpoints endpoints;
+  // The slot and hold shared with the user's other Tovra processes; none: this process paces alone.
+  std::shared_ptr<SharedPacing> sharedPacing;
 };
 
 // The one object the application talks to for App Store requests. It serves one caller at a time, so
@@ -48,8 +52,10 @@ class AsoClient final {
   std::optional<AppInfo> lookupBundle(const std::string& bundleId, const std::string& country,
                                       std::stop_token cancel = {});
 
+  // The hold covers every process sharing the pacing: it is written to, and read from, the shared state.
   void hold(WallTime until);
   void releaseHold();
+  // The later of this process's hold and the shared one.
   std::optional<WallTime> heldUntil() const;
   // Whole seconds until the hold ends, rounded up; none when there is no hold or it has run out.
   std::optional<std::int64_t> cooldownSecondsLeft(WallTime now) const;

@@ -4,8 +4,8 @@
 
 namespace asokit {
 
-RateLimiter::RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval)
-    : clock_(clock), minInterval_(minInterval) {}
+RateLimiter::RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval, SharedPacing* shared)
+    : clock_(clock), minInterval_(minInterval), shared_(shared) {}
 
 void RateLimiter::wait(std::stop_token stop) {
   // Held for the whole wait: overlapping callers are served one after another, each booking its own slot.
@@ -15,7 +15,20 @@ void RateLimiter::wait(std::stop_token stop) {
       throw Cancelled{};
     }
   }
-  earliestNext_ = clock_.now() + minInterval_;
+  auto now = clock_.now();
+  // Another process may have asked since: its slot is waited out the same way, then claimed again,
+  // since a third process may have taken the slot in between.
+  while (shared_) {
+    const auto retryAt = shared_->claimSlot(now, minInterval_);
+    if (!retryAt) {
+      break;
+    }
+    if (!clock_.sleepUntil(*retryAt, stop)) {
+      throw Cancelled{};
+    }
+    now = clock_.now();
+  }
+  earliestNext_ = now + minInterval_;
 }
 
 std::optional<MonoTime> RateLimiter::earliestNext() const {

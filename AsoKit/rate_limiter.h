@@ -6,14 +6,17 @@
 #include <stop_token>
 
 #include "AsoKit/clock.h"
+#include "AsoKit/shared_pacing.h"
 
 namespace asokit {
 
 // Spaces the starts of the client's requests at least `minInterval` apart. The slot is booked when a
-// request is let through, not when it ends, so a slow answer does not widen the gap.
+// request is let through, not when it ends, so a slow answer does not widen the gap. With a shared
+// pacing, the slot is also claimed machine-wide, so other Tovra processes' requests keep the same gap.
 class RateLimiter final {
  public:
-  explicit RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval = std::chrono::milliseconds{1200});
+  explicit RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval = std::chrono::milliseconds{1200},
+                       SharedPacing* shared = nullptr);
 
   // Returns when a request may start and books the next slot. Throws Cancelled when `stop` is
   // requested during the wait; the booking is then left as it was.
@@ -25,6 +28,7 @@ class RateLimiter final {
  private:
   MonotonicClock& clock_;
   const std::chrono::nanoseconds minInterval_;
+  SharedPacing* shared_;
   mutable std::mutex mutex_;
   std::optional<MonoTime> earliestNext_;
 };

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "AsoKit/clock.h"
+#include "AsoKit/transport.h"
+#include "app/measure/main_queue.h"
+
+namespace tovra::measure::testing {
+
+// A search answer listing the ids in store order.
+std::string searchAnswer(const std::vector<std::string>& ids);
+
+// The store's answers by search term, from any thread; records each request with its term, country
+// header and (virtual) time. `beforeAnswer` runs inside a fetch, on the batch's thread, with the
+// request's 1-based number: tests use it to move time or to hold the batch at a chosen request.
+class ScriptedStore final : public asokit::HTTPTransport {
+ public:
+  struct Request {
+    std::string term;
+    std::string storefront;
+    asokit::MonoTime at;
+  };
+
+  explicit ScriptedStore(asokit::MonotonicClock& clock) : clock_(clock) {}
+
+  void answer(const std::string& term, std::vector<std::string> ids);
+  // Every request for any term fails with this status from now on (a 403 storm).
+  void failEverythingWith(std::int64_t status);
+  std::function<void(int request)> beforeAnswer;
+
+  asokit::HttpResponse fetch(const std::string& url, const asokit::Headers& headers, std::stop_token stop) override;
+  std::vector<Request> requests() const;
+
+ private:
+  asokit::MonotonicClock& clock_;
+  mutable std::mutex mutex_;
+  std::map<std::string, std::vector<std::string>> answers_;
+  std::int64_t failStatus_ = 0;
+  std::vector<Request> requests_;
+};
+
+// The main-thread queue of a test: tasks posted from any thread wait until the test runs them.
+class ManualQueue final : public MainQueue {
+ public:
+  void post(std::function<void()> task) override;
+  // Runs the tasks queued now; returns how many ran.
+  int drain();
+  // Runs tasks as they come until `done` holds; fails the test after a real-time safety limit.
+  void runUntil(const std::function<bool()>& done);
+  std::size_t pending() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable ready_;
+  std::deque<std::function<void()>> tasks_;
+};
+
+// A monotonic clock for a ticker that must never tick by itself: its sleeps end only when stopped.
+class ParkedClock final : public asokit::MonotonicClock {
+ public:
+  asokit::MonoTime now() const override { return asokit::MonoTime{}; }
+  bool sleepUntil(asokit::MonoTime deadline, std::stop_token stop) override;
+};
+
+// Blocks a thread at a chosen point until the test lets it go.
+class Gate final {
+ public:
+  void arriveAndWait();
+  void waitForArrival();
+  void open();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool arrived_ = false;
+  bool open_ = false;
+};
+
+}  // namespace tovra::measure::testing

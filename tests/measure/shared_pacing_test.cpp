@@ -1,0 +1,135 @@
+#include "AsoKit/shared_pacing.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "AsoKit/aso_client.h"
+#include "AsoKit/aso_error.h"
+#include "AsoKit/rate_limiter.h"
+#include "measure/fakes.h"
+#include "store/temp_dir.h"
+
+namespace tovra::measure {
+namespace {
+
+using namespace std::chrono_literals;
+using asokit::RateLimiter;
+using asokit::SharedPacingFile;
+using asokit::VirtualClock;
+using store::testing::TempDir;
+
+// Two limiters on one file stand for two processes: the virtual clock is their common monotonic clock,
+// as the system's is for real processes.
+TEST(SharedPacing, ASecondProcessWaitsItsTurn) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile gui(dir.path(), "boot-a");
+  SharedPacingFile cli(dir.path(), "boot-a");
+  RateLimiter guiLimiter(clock.monotonic(), 1200ms, &gui);
+  RateLimiter cliLimiter(clock.monotonic(), 1200ms, &cli);
+
+  const auto start = clock.monoNow();
+  guiLimiter.wait();
+  EXPECT_EQ(clock.monoNow(), start);  // the first request of the machine goes at once
+  clock.advance(300ms);
+  cliLimiter.wait();
+  EXPECT_EQ(clock.monoNow(), start + 1200ms);  // the other process's slot is waited out
+  guiLimiter.wait();
+  EXPECT_EQ(clock.monoNow(), start + 2400ms);  // and the first one now waits for the second
+}
+
+TEST(SharedPacing, AProcessStartedLongAfterTheLastRequestGoesAtOnce) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile earlier(dir.path(), "boot-a");
+  RateLimiter(clock.monotonic(), 1200ms, &earlier).wait();
+  clock.advance(5s);
+
+  SharedPacingFile later(dir.path(), "boot-a");
+  RateLimiter limiter(clock.monotonic(), 1200ms, &later);
+  const auto asked = clock.monoNow();
+  limiter.wait();
+  EXPECT_EQ(clock.monoNow(), asked);
+  EXPECT_EQ(*limiter.earliestNext(), asked + 1200ms);
+}
+
+TEST(SharedPacing, ASlotFromAnotherBootIsForgotten) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile beforeReboot(dir.path(), "boot-a");
+  ASSERT_EQ(beforeReboot.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+
+  SharedPacingFile afterReboot(dir.path(), "boot-b");
+  EXPECT_EQ(afterReboot.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  // The new boot's slot now counts for everyone of that boot.
+  SharedPacingFile sameBoot(dir.path(), "boot-b");
+  EXPECT_EQ(sameBoot.claimSlot(clock.monoNow(), 1200ms), clock.monoNow() + 1200ms);
+}
+
+TEST(SharedPacing, ADamagedFileReadsAsEmptyAndIsRewritten) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile pacing(dir.path(), "boot-a");
+  std::ofstream(pacing.file(), std::ios::trunc) << "not a pacing record";
+  EXPECT_EQ(pacing.heldUntil(), std::nullopt);
+  EXPECT_EQ(pacing.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  EXPECT_EQ(pacing.claimSlot(clock.monoNow(), 1200ms), clock.monoNow() + 1200ms);
+}
+
+TEST(SharedPacing, ACancelledWaitForAnotherProcessLeavesTheBookingAsItWas) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile other(dir.path(), "boot-a");
+  SharedPacingFile mine(dir.path(), "boot-a");
+  ASSERT_EQ(other.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  RateLimiter limiter(clock.monotonic(), 1200ms, &mine);
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_THROW(limiter.wait(stop.get_token()), asokit::Cancelled);
+  EXPECT_EQ(limiter.earliestNext(), std::nullopt);
+}
+
+struct HoldFixture : ::testing::Test {
+  TempDir dir;
+  VirtualClock clock;
+  testing::ScriptedStore transport{clock.monotonic()};
+  asokit::ClientConfig configFor() {
+    asokit::ClientConfig config;
+    config.sharedPacing = std::make_shared<SharedPacingFile>(dir.path(), "boot-a");
+    return config;
+  }
+};
+
+TEST_F(HoldFixture, AHoldStartedByOneProcessRefusesAnotherWithoutTraffic) {
+  asokit::AsoClient first(transport, clock.monotonic(), clock.wall(), configFor());
+  first.hold(clock.wallNow() + 900s);
+
+  // A process started during the hold.
+  asokit::AsoClient second(transport, clock.monotonic(), clock.wall(), configFor());
+  clock.advance(100s);
+  EXPECT_EQ(second.cooldownSecondsLeft(), 800);
+  try {
+    second.search("photo editor", "us", 10);
+    ADD_FAILURE() << "a search went out during the hold";
+  } catch (const asokit::AsoError& error) {
+    ASSERT_NE(error.as<asokit::AsoError::CoolingDown>(), nullptr);
+    EXPECT_EQ(error.as<asokit::AsoError::CoolingDown>()->secondsLeft, 800);
+  }
+  EXPECT_TRUE(transport.requests().empty());
+
+  second.releaseHold();  // a release is shared too
+  EXPECT_EQ(first.cooldownSecondsLeft(), std::nullopt);
+}
+
+TEST_F(HoldFixture, TheSharedDeadlineKeepsSubSecondPrecisionRoundedUp) {
+  asokit::AsoClient client(transport, clock.monotonic(), clock.wall(), configFor());
+  client.hold(clock.wallNow() + 42300ms);
+  asokit::AsoClient other(transport, clock.monotonic(), clock.wall(), configFor());
+  EXPECT_EQ(other.cooldownSecondsLeft(), 43);
+  clock.advance(42300ms);
+  EXPECT_EQ(other.cooldownSecondsLeft(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tovra::measure
