@@ -1,0 +1,82 @@
+#include "app/measure/measure_texts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace tovra::measure::texts {
+
+std::string countdown(std::int64_t seconds) {
+  const auto whole = std::max<std::int64_t>(seconds, 0);
+  return fmt::format("{:d}:{:02d}", whole / 60, whole % 60);
+}
+
+std::string cooldownShort(std::int64_t seconds) {
+  return "Apple paused requests · retry in " + countdown(seconds);
+}
+
+std::string cooldownLong(std::int64_t seconds) {
+  return "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits " +
+         countdown(seconds) + " before asking again.";
+}
+
+std::string planSummary(std::int64_t keywords, std::int64_t requests) {
+  return fmt::format("{} tracked keywords · {} requests to Apple — {}", keywords, requests, kAskedOnce);
+}
+
+std::string keywordCount(std::int64_t keywords) {
+  return fmt::format("{} keyword{}{}{}", keywords, keywords == 1 ? "" : "s", kJoin, kAskedOnce);
+}
+
+std::string pacingNote(std::int64_t requests) {
+  // The first request goes at once and each further one 1.2 s after the one before: (n − 1) × 1.2 s,
+  // rounded up to whole seconds in integers.
+  const auto gaps = std::max<std::int64_t>(requests - 1, 0);
+  const auto seconds = (gaps * 12 + 9) / 10;
+  return fmt::format("requests go 1.2 s apart · at least {}{}", seconds, kPacingEnding);
+}
+
+std::string notFound(std::int64_t resultCount) {
+  return fmt::format("Not among the {} result{} the store returned for this phrase", resultCount,
+                     resultCount == 1 ? "" : "s");
+}
+
+std::string sourceLine(std::string_view source) {
+  return std::string(kSourcePrefix) + std::string(source);
+}
+
+namespace {
+
+// Whole calendar days from `from` to `to`: the most days that can be added to `from`, at the same time
+// of its day, without passing `to`.
+std::int64_t wholeDays(asokit::WallTime from, asokit::WallTime to, const asokit::Calendar& calendar) {
+  const auto timeOfDay = from - calendar.startOfDay(from);
+  const auto reached = [&](std::int64_t days) {
+    return calendar.addDays(from, static_cast<int>(days)) + timeOfDay <= to;
+  };
+  auto days = std::chrono::duration_cast<std::chrono::hours>(to - from).count() / 24;
+  while (days > 0 && !reached(days)) {
+    --days;
+  }
+  while (reached(days + 1)) {
+    ++days;
+  }
+  return days;
+}
+
+}  // namespace
+
+std::string lastMeasured(asokit::WallTime lastFinishedAt, asokit::WallTime now, const asokit::Calendar& calendar) {
+  const auto hours = std::chrono::duration_cast<std::chrono::seconds>(now - lastFinishedAt).count() / 3600;
+  if (hours > 47) {
+    auto days = wholeDays(lastFinishedAt, now, calendar);
+    if (days < 1) {
+      days = 2;
+    }
+    return fmt::format("Last measured {} days ago.", days);
+  }
+  const auto shown = std::max<std::int64_t>(hours, 1);
+  return fmt::format("Last measured {} hour{} ago.", shown, hours < 2 ? "" : "s");
+}
+
+}  // namespace tovra::measure::texts

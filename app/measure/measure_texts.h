@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "AsoKit/calendar.h"
+#include "AsoKit/clock.h"
+
+// The words of a measurement run, decided once here so that every front end says the same thing.
+namespace tovra::measure::texts {
+
+inline constexpr std::string_view kJoin = " · ";
+inline constexpr std::string_view kAskedOnce = "a keyword watched by several apps is asked once";
+inline constexpr std::string_view kAskedSoFar = "ASKED SO FAR";
+inline constexpr std::string_view kRanksLand = "ranks land when the run ends";
+inline constexpr std::string_view kStopping = "stopping after the current keyword · everything measured so far is kept";
+inline constexpr std::string_view kUserSkipped = "you stopped the run before this query";
+inline constexpr std::string_view kGuardSkipped = "the failure guard stopped the run before this query";
+inline constexpr std::string_view kSourcePrefix = "source of these numbers: ";
+inline constexpr std::string_view kOfferExplanation =
+    "One request answers every app on the same keyword and country, so a run can be fewer requests than keywords.";
+inline constexpr std::string_view kResearchSpaceNotMeasured =
+    "no app is tracked · a research space never enters a measurement run";
+inline constexpr std::string_view kPacingEnding = " s · a 403 back-off can make it longer";
+
+// "1:15" for 75 seconds: whole minutes, uncapped (900 → "15:00"), then two-digit seconds.
+std::string countdown(std::int64_t seconds);
+// "Apple paused requests · retry in 1:15"
+std::string cooldownShort(std::int64_t seconds);
+// "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits 1:15
+// before asking again."
+std::string cooldownLong(std::int64_t seconds);
+
+// "12 tracked keywords · 9 requests to Apple — a keyword watched by several apps is asked once"
+std::string planSummary(std::int64_t keywords, std::int64_t requests);
+// "3 keywords · a keyword watched by several apps is asked once"; "1 keyword · …"
+std::string keywordCount(std::int64_t keywords);
+// How long a run of `requests` takes at least: "9 requests go 1.2 s apart · about 10 s · a 403
+// back-off can make it longer".
+std::string pacingNote(std::int64_t requests);
+// "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1.
+std::string notFound(std::int64_t resultCount);
+// "source of these numbers: appstore"
+std::string sourceLine(std::string_view source);
+// "Last measured 3 hours ago." From the last run's end to `now`: hours floored; above 47 hours, the
+// calendar's whole days.
+std::string lastMeasured(asokit::WallTime lastFinishedAt, asokit::WallTime now, const asokit::Calendar& calendar);
+
+}  // namespace tovra::measure::texts

@@ -1,0 +1,285 @@
+#include "app/measure/measurement_runner.h"
+
+#include <unordered_map>
+
+#include "AsoKit/aso_error.h"
+#include "app/measure/measure_texts.h"
+#include "app/store/run_writer.h"
+#include "app/store/store.h"
+
+namespace tovra::measure {
+namespace {
+
+// The batch operation never throws; should it ever, every query counts as failed with the error's words
+// rather than the run vanishing.
+asokit::BatchOutcome failedBatch(const std::vector<asokit::RankQuery>& queries, const std::string& description) {
+  asokit::BatchOutcome outcome;
+  for (const auto& query : queries) {
+    outcome.results.push_back({query, asokit::RankStatus{asokit::RankStatus::Failed{description}}});
+  }
+  outcome.errors.push_back(description);
+  return outcome;
+}
+
+store::RunItem itemFor(const RunEntry& entry, const asokit::RankStatus& status, bool userStopped) {
+  store::RunItem item;
+  item.query = entry.query.rowId;
+  if (const auto* observation = status.observation()) {
+    item.status = store::RunOutcomeStatus::measured;
+    item.rank = observation->rank;
+    item.resultCount = observation->resultCount;
+    item.source = observation->source;
+  } else if (const auto* failure = status.failure()) {
+    item.status = store::RunOutcomeStatus::failed;
+    item.message = *failure;
+  } else {
+    item.status = store::RunOutcomeStatus::skipped;
+    item.message = std::string(userStopped ? texts::kUserSkipped : texts::kGuardSkipped);
+  }
+  return item;
+}
+
+}  // namespace
+
+std::vector<RunEntry> runEntries(store::Store& store, const std::vector<store::TrackedQuery>& queries) {
+  std::vector<RunEntry> entries;
+  std::unordered_map<std::int64_t, std::optional<store::TrackedApp>> apps;
+  for (const auto& query : queries) {
+    if (!query.app) {
+      continue;
+    }
+    auto found = apps.find(query.app->value);
+    if (found == apps.end()) {
+      found = apps.emplace(query.app->value, store.apps().find(*query.app)).first;
+    }
+    if (found->second) {
+      entries.push_back({query, *found->second});
+    }
+  }
+  return entries;
+}
+
+MeasurementRunner::MeasurementRunner(Services services)
+    : services_(services), token_(std::make_shared<Token>(Token{this})) {}
+
+MeasurementRunner::~MeasurementRunner() {
+  // Tasks already posted find no runner; the threads end at once and are joined by their destructors.
+  token_.reset();
+  worker_.request_stop();
+  ticker_.request_stop();
+}
+
+MeasurementRunner::StartResult MeasurementRunner::start(const std::vector<store::TrackedQuery>& queries) {
+  if (live_) {
+    return StartResult::alreadyLive;
+  }
+  // The hold may come from another Tovra process, so it is read afresh rather than remembered.
+  refreshCooldown();
+  if (cooldownSecondsLeft_) {
+    return StartResult::coolingDown;
+  }
+  auto entries = runEntries(services_.store, queries);
+  if (entries.empty()) {
+    return StartResult::nothingToMeasure;
+  }
+  if (worker_.joinable()) {
+    worker_.join();
+  }
+
+  entries_ = std::move(entries);
+  stopFlag_ = std::make_shared<StopFlag>();
+  report_.reset();
+  live_ = LiveRun{services_.wall.now(), planFor(entries_), static_cast<std::int64_t>(entries_.size()), 0, {}, false};
+
+  std::vector<asokit::RankQuery> rankQueries;
+  rankQueries.reserve(entries_.size());
+  for (const auto& entry : entries_) {
+    rankQueries.push_back(entry.rankQuery());
+  }
+  std::weak_ptr<Token> weak = token_;
+  auto& queue = services_.queue;
+  auto& client = services_.client;
+  worker_ = std::jthread(
+      [weak, &queue, &client, flag = stopFlag_, rankQueries = std::move(rankQueries)](std::stop_token cancel) noexcept {
+        asokit::BatchOutcome outcome;
+        try {
+          const auto progress = [weak, &queue](const asokit::RankProgress& report) {
+            queue.post([weak, report] {
+              if (const auto token = weak.lock()) {
+                token->runner->progressed(report);
+              }
+            });
+          };
+          outcome = client.rank(
+              rankQueries, kMaxConsecutiveFailures, progress, [flag] { return flag->isRaised(); }, cancel);
+        } catch (const std::exception& error) {
+          outcome = failedBatch(rankQueries, asokit::describe(error));
+        } catch (...) {
+          outcome = failedBatch(rankQueries, "the run ended on an unexpected error");
+        }
+        try {
+          queue.post([weak, outcome = std::move(outcome)]() mutable {
+            if (const auto token = weak.lock()) {
+              token->runner->finish(std::move(outcome));
+            }
+          });
+        } catch (...) {
+          // Out of memory while posting: the run is lost, as when quitting during it.
+        }
+      });
+  changed();
+  return StartResult::started;
+}
+
+void MeasurementRunner::stop() {
+  if (!live_) {
+    return;
+  }
+  stopFlag_->raise();
+  live_->stopRequested = true;
+  changed();
+}
+
+void MeasurementRunner::progressed(const asokit::RankProgress& progress) {
+  if (!live_) {
+    return;
+  }
+  live_->completedRequests = progress.completedRequests;
+  live_->done.push_back({progress.completedRequests, {progress.country, progress.keyword}, progress.succeeded});
+  if (onProgress_) {
+    onProgress_(live_->done.back());
+  }
+  changed();
+}
+
+void MeasurementRunner::finish(asokit::BatchOutcome outcome) {
+  if (worker_.joinable()) {
+    worker_.join();  // it posted this as its last act
+  }
+  const auto finishedAt = services_.wall.now();
+  const auto startedAt = live_ ? live_->startedAt : finishedAt;
+  live_.reset();
+  stopFlag_.reset();
+  const auto entries = std::move(entries_);
+  entries_.clear();
+
+  // All readings of one run share its day and time, whatever the hour each request was made.
+  const auto day = services_.calendar.startOfDay(finishedAt);
+  auto& store = services_.store;
+  std::optional<bool> hadEarlierReadings;
+  try {
+    hadEarlierReadings = store::hasAnyReading(store);
+  } catch (const std::exception&) {
+    // Unknown: the report then claims no first measurement.
+  }
+
+  std::vector<std::string> labels;
+  std::vector<store::RunItem> items;
+  std::unordered_map<std::int64_t, std::vector<store::AppLocalization>> localizations;
+  labels.reserve(entries.size());
+  items.reserve(entries.size());
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const auto& entry = entries[i];
+    auto found = localizations.find(entry.app.rowId.value);
+    if (found == localizations.end()) {
+      std::vector<store::AppLocalization> names;
+      try {
+        names = store.localizations().ofApp(entry.app.rowId);
+      } catch (const std::exception&) {
+        // Labelled by the display name: the save below reports the store's trouble.
+      }
+      found = localizations.emplace(entry.app.rowId.value, std::move(names)).first;
+    }
+    labels.push_back(appLabel(entry.query, entry.app, found->second));
+    const auto& status =
+        i < outcome.results.size() ? outcome.results[i].status : asokit::RankStatus{asokit::RankStatus::Skipped{}};
+    items.push_back(itemFor(entry, status, outcome.stopped && !outcome.halted));
+  }
+
+  store::MeasurementRun run;
+  run.startedAt = startedAt;
+  run.finishedAt = finishedAt;
+  run.halted = outcome.halted;
+  run.stopped = outcome.stopped;
+  run.requestCount = outcome.requestCount;
+  run.queryCount = static_cast<std::int64_t>(entries.size());
+  std::optional<std::string> saveFailure;
+  try {
+    store::writeRun(store, run, day, items, services_.calendar);
+  } catch (const std::exception& error) {
+    saveFailure = error.what();
+  }
+
+  ReportInput input;
+  input.entries = &entries;
+  input.appLabels = &labels;
+  input.outcome = &outcome;
+  input.startedAt = startedAt;
+  input.finishedAt = finishedAt;
+  input.hadEarlierReadings = hadEarlierReadings;
+  input.saveFailure = saveFailure;
+  report_ = buildReport(input);
+  changed();
+  if (onReport_) {
+    std::vector<store::TrackedQuery> queries;
+    queries.reserve(entries.size());
+    for (const auto& entry : entries) {
+      queries.push_back(entry.query);
+    }
+    onReport_(*report_, queries);
+  }
+  if (outcome.halted) {
+    startCooldown();
+  }
+}
+
+void MeasurementRunner::startCooldown() {
+  services_.client.hold(services_.wall.now() + kCooldown);
+  refreshCooldown();
+}
+
+void MeasurementRunner::refreshCooldown() {
+  const auto left = services_.client.cooldownSecondsLeft(services_.wall.now());
+  if (left != cooldownSecondsLeft_) {
+    cooldownSecondsLeft_ = left;
+    changed();
+  }
+  if (left) {
+    startTicker();
+  } else if (ticker_.joinable()) {
+    ticker_.request_stop();
+  }
+}
+
+void MeasurementRunner::startTicker() {
+  if (ticker_.joinable() && !ticker_.get_stop_token().stop_requested()) {
+    return;
+  }
+  if (ticker_.joinable()) {
+    ticker_.join();
+  }
+  std::weak_ptr<Token> weak = token_;
+  auto& queue = services_.queue;
+  auto& clock = services_.tickClock;
+  ticker_ = std::jthread([weak, &queue, &clock](std::stop_token stop) noexcept {
+    try {
+      while (clock.sleepUntil(clock.now() + std::chrono::seconds{1}, stop)) {
+        queue.post([weak] {
+          if (const auto token = weak.lock()) {
+            token->runner->refreshCooldown();
+          }
+        });
+      }
+    } catch (...) {
+      // A ticker that cannot post stops ticking; the next start or refresh reads the hold anew.
+    }
+  });
+}
+
+void MeasurementRunner::changed() {
+  if (onChange_) {
+    onChange_();
+  }
+}
+
+}  // namespace tovra::measure

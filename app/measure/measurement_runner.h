@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "AsoKit/aso_client.h"
+#include "AsoKit/calendar.h"
+#include "AsoKit/clock.h"
+#include "app/measure/main_queue.h"
+#include "app/measure/run_plan.h"
+#include "app/measure/run_report.h"
+#include "app/store/records.h"
+
+namespace tovra::store {
+class Store;
+}
+
+namespace tovra::measure {
+
+// The one object that measures tracked keywords. It lives on the main thread with the store: a run's
+// batch goes to the shared App Store client on a worker thread, progress and the result come back
+// through the main-thread queue, and everything the run learnt is written in one finishing step (one
+// transaction), so a run is either saved whole or not at all. After a halt it holds further runs back
+// for 900 s, through the client's hold, which every Tovra process of the user shares.
+class MeasurementRunner final {
+ public:
+  static constexpr int kMaxConsecutiveFailures = 3;
+  static constexpr std::chrono::seconds kCooldown{900};
+
+  struct Services {
+    MainQueue& queue;  // must outlive the runner
+    asokit::AsoClient& client;
+    store::Store& store;
+    asokit::WallClock& wall;
+    asokit::MonotonicClock& tickClock;  // the cooldown ticker's one-second sleeps
+    const asokit::Calendar& calendar;   // the user's calendar: the day of a run's readings
+  };
+
+  enum class StartResult { started, alreadyLive, coolingDown, nothingToMeasure };
+
+  using ReportCallback = std::function<void(const RunReport&, const std::vector<store::TrackedQuery>&)>;
+
+  explicit MeasurementRunner(Services services);
+  // Quitting during a run abandons it: the request in flight is cancelled and nothing of it is saved.
+  ~MeasurementRunner();
+  MeasurementRunner(const MeasurementRunner&) = delete;
+  MeasurementRunner& operator=(const MeasurementRunner&) = delete;
+
+  // Starts measuring those of `queries` that belong to an app (research-space keywords never enter a
+  // run). Does nothing while a run is live or a hold counts down, here or in another Tovra process.
+  // Throws StoreError when the queries' apps cannot be read.
+  StartResult start(const std::vector<store::TrackedQuery>& queries);
+  // The request in flight finishes, no further one is made, and everything measured is kept.
+  void stop();
+
+  const std::optional<LiveRun>& live() const { return live_; }
+  bool isLive() const { return live_.has_value(); }
+  const std::optional<RunReport>& report() const { return report_; }
+  // Whole seconds until runs are allowed again; absent when nothing holds them.
+  std::optional<std::int64_t> cooldownSecondsLeft() const { return cooldownSecondsLeft_; }
+  // Re-reads the hold and counts it down. The ticker calls it every second while a hold lasts; a view
+  // coming back into sight may call it too.
+  void refreshCooldown();
+
+  // Called once per finished run with the report and the run's queries.
+  void setOnReport(ReportCallback callback) { onReport_ = std::move(callback); }
+  // Called after every change of live(), report() or cooldownSecondsLeft().
+  void setOnChange(std::function<void()> callback) { onChange_ = std::move(callback); }
+  // Called for each finished request of the live run, after live() took it.
+  void setOnProgress(std::function<void(const CompletedRequest&)> callback) { onProgress_ = std::move(callback); }
+
+ private:
+  struct Token {
+    MeasurementRunner* runner;
+  };
+
+  void progressed(const asokit::RankProgress& progress);
+  void finish(asokit::BatchOutcome outcome);
+  void startCooldown();
+  void startTicker();
+  void changed();
+
+  Services services_;
+  std::shared_ptr<Token> token_;
+  std::optional<LiveRun> live_;
+  std::optional<RunReport> report_;
+  std::optional<std::int64_t> cooldownSecondsLeft_;
+  std::shared_ptr<StopFlag> stopFlag_;
+  std::vector<RunEntry> entries_;
+  ReportCallback onReport_;
+  std::function<void()> onChange_;
+  std::function<void(const CompletedRequest&)> onProgress_;
+  std::jthread worker_;
+  std::jthread ticker_;
+};
+
+// The run's entries: each query with its app, in the given order; queries without an app (research
+// spaces) or whose app is gone are dropped. Throws StoreError when the apps cannot be read.
+std::vector<RunEntry> runEntries(store::Store& store, const std::vector<store::TrackedQuery>& queries);
+
+}  // namespace tovra::measure

@@ -1,0 +1,107 @@
+#include "app/measure/run_report.h"
+
+#include <algorithm>
+
+#include "app/measure/measure_texts.h"
+
+namespace tovra::measure {
+namespace {
+
+std::string lowerAscii(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
+  return text;
+}
+
+std::string upperAscii(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c); });
+  return text;
+}
+
+}  // namespace
+
+std::string_view endingName(RunReport::Ending ending) {
+  switch (ending) {
+    case RunReport::Ending::halted:
+      return "halted";
+    case RunReport::Ending::stopped:
+      return "stopped";
+    case RunReport::Ending::finished:
+      break;
+  }
+  return "finished";
+}
+
+MeasureOffer measureOffer(bool hasMeasurableKeywords, bool canStart, std::optional<asokit::WallTime> lastFinishedAt) {
+  if (!hasMeasurableKeywords || !canStart) {
+    return MeasureOffer::none();
+  }
+  return lastFinishedAt ? MeasureOffer::due(*lastFinishedAt) : MeasureOffer::never();
+}
+
+std::string appLabel(const store::TrackedQuery& query, const std::optional<store::TrackedApp>& app,
+                     const std::vector<store::AppLocalization>& localizations) {
+  if (!app) {
+    return "unknown app";
+  }
+  const auto country = lowerAscii(query.country);
+  for (const auto& localization : localizations) {
+    if (localization.app == app->rowId && lowerAscii(localization.country) == country) {
+      return localization.name;
+    }
+  }
+  return app->displayName + " — name in " + upperAscii(query.country) + " not read yet";
+}
+
+std::string lineLabel(const std::string& appLabel, const store::TrackedQuery& query) {
+  return appLabel + std::string(texts::kJoin) + query.keyword + std::string(texts::kJoin) + upperAscii(query.country);
+}
+
+RunReport buildReport(const ReportInput& input) {
+  const auto& entries = *input.entries;
+  const auto& outcome = *input.outcome;
+  RunReport report;
+  // A halt matters more than a stop: it starts the cooldown.
+  report.ending = outcome.halted    ? RunReport::Ending::halted
+                  : outcome.stopped ? RunReport::Ending::stopped
+                                    : RunReport::Ending::finished;
+  report.startedAt = input.startedAt;
+  report.finishedAt = input.finishedAt;
+  report.requestCount = outcome.requestCount;
+  report.queryCount = static_cast<std::int64_t>(entries.size());
+
+  bool sourceTaken = false;
+  for (std::size_t i = 0; i < entries.size() && i < outcome.results.size(); ++i) {
+    const auto id = static_cast<std::int64_t>(i);
+    const auto& status = outcome.results[i].status;
+    const auto& label = (*input.appLabels)[i];
+    if (const auto* observation = status.observation()) {
+      ++report.measured;
+      if (!sourceTaken) {
+        report.source = observation->source;
+        sourceTaken = true;
+      }
+      const auto line = lineLabel(label, entries[i].query);
+      if (observation->rank) {
+        report.ranked.push_back({id, line, *observation->rank, observation->source});
+      } else {
+        report.outside.push_back({id, line, observation->resultCount, observation->source});
+        report.measuredZero.push_back(line + " · not in the top " + std::to_string(observation->resultCount));
+      }
+    } else if (const auto* failure = status.failure()) {
+      ++report.failed;
+      report.failures.push_back({id, label, {entries[i].query.country, entries[i].query.keyword}, *failure});
+    } else {
+      ++report.skipped;
+    }
+  }
+  if (input.saveFailure) {
+    report.failures.push_back({-1, "local store", {"—", "save"}, *input.saveFailure});
+  }
+  report.hadNoEarlierObservations = input.hadEarlierReadings.has_value() && !*input.hadEarlierReadings;
+  report.isFirstMeasurement = report.hadNoEarlierObservations && !report.ranked.empty();
+  return report;
+}
+
+}  // namespace tovra::measure
