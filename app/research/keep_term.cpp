@@ -1,0 +1,93 @@
+#include "app/research/keep_term.h"
+
+#include <fmt/format.h>
+
+#include "app/research/keyword_key.h"
+#include "app/store/store.h"
+#include "app/store/watchlist_writer.h"
+
+namespace tovra::research {
+namespace {
+
+constexpr std::string_view kSpacePrefix = "space:";
+
+std::string upper(std::string code) {
+  for (auto& c : code) {
+    if (c >= 'a' && c <= 'z') {
+      c = static_cast<char>(c - 'a' + 'A');
+    }
+  }
+  return code;
+}
+
+}  // namespace
+
+std::string KeepTarget::label() const {
+  if (const auto* app = std::get_if<store::TrackedApp>(&owner)) {
+    return app->displayName;
+  }
+  return std::get<store::ResearchSpace>(owner).name;
+}
+
+KeepTarget findKeepTarget(store::Store& store, std::string_view text) {
+  if (text.substr(0, kSpacePrefix.size()) == kSpacePrefix) {
+    const auto name = collapseWhitespace(text.substr(kSpacePrefix.size()));
+    std::optional<store::ResearchSpace> found;
+    for (const auto& space : store.spaces().all()) {
+      if (collapseWhitespace(space.name) != name) {
+        continue;
+      }
+      if (found) {
+        throw KeepTargetError("Two research spaces are named “" + name + "”; rename one first.");
+      }
+      found = space;
+    }
+    if (!found) {
+      throw KeepTargetError("No research space is named “" + name + "”.");
+    }
+    return KeepTarget{*found};
+  }
+  const auto id = collapseWhitespace(text);
+  if (auto app = store.apps().findByAppStoreId(id)) {
+    return KeepTarget{*app};
+  }
+  throw KeepTargetError("No tracked app has the App Store ID “" + id +
+                        "”; track it first, or name a space as space:NAME.");
+}
+
+KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std::string_view term,
+                  std::string_view country, KeywordProvenance provenance) {
+  KeptTerm kept{collapseWhitespace(term), normalizedCountry(country), false, std::nullopt};
+  if (kept.keyword.empty()) {
+    throw KeepTargetError("There is no keyword to keep: the term is empty.");
+  }
+  const std::vector<KeywordDraft> drafts{KeywordDraft{randomUuid(), kept.keyword, kept.country, provenance}};
+  const auto inserted = std::visit(
+      [&](const auto& owner) {
+        using Owner = std::decay_t<decltype(owner)>;
+        if constexpr (std::is_same_v<Owner, store::TrackedApp>) {
+          return writer.addKeywords(owner, drafts);
+        } else {
+          return writer.parkKeywords(owner, drafts);
+        }
+      },
+      target.owner);
+  if (inserted.empty()) {
+    kept.alreadyThere = true;
+  } else {
+    kept.inserted = inserted.front();
+  }
+  return kept;
+}
+
+std::string keptText(const KeptTerm& kept, const KeepTarget& target) {
+  const auto what = fmt::format("“{}” in {}", kept.keyword, upper(kept.country));
+  const bool isApp = std::holds_alternative<store::TrackedApp>(target.owner);
+  if (kept.alreadyThere) {
+    return fmt::format("{} was already added to {}", what, target.label());
+  }
+  return isApp ? fmt::format("{} is now tracked for {}", what, target.label())
+               : fmt::format("{} is now kept in {}", what, target.label());
+}
+
+}  // namespace tovra::research

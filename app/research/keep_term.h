@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "app/research/keyword_draft.h"
+#include "app/store/records.h"
+
+namespace tovra::store {
+class Store;
+class WatchlistWriter;
+}  // namespace tovra::store
+
+namespace tovra::research {
+
+// Where a term taken from research (a search or a store hint) is kept: a tracked app, which then measures
+// it, or a research space, which only keeps it.
+struct KeepTarget {
+  std::variant<store::TrackedApp, store::ResearchSpace> owner;
+  // The app's name or the space's name, for the line that reports what was kept.
+  std::string label() const;
+};
+
+// A target the user named that does not exist, or names two spaces; its text says which.
+class KeepTargetError final : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// "space:NAME" names a research space by its name (trimmed); anything else a tracked app by its App Store
+// ID. Throws KeepTargetError in words; StoreError when the store cannot be read.
+KeepTarget findKeepTarget(store::Store& store, std::string_view text);
+
+struct KeptTerm {
+  std::string keyword;        // as kept: whitespace collapsed
+  std::string country;        // trimmed, lower-cased
+  bool alreadyThere = false;  // the owner already had the keyword in that country; nothing was written
+  std::optional<store::TrackedQuery> inserted;
+};
+
+// Writes the term for the target through the watchlist writer with its provenance. A keyword the owner
+// already has in that country counts as already added, never silently skipped. Throws KeepTargetError for
+// an empty term, StoreError when it cannot be saved.
+KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std::string_view term,
+                  std::string_view country, KeywordProvenance provenance);
+
+// "“photo editor” in US is now tracked for Lumen Photo", "… is now kept in Travel ideas", or "… was
+// already added to …".
+std::string keptText(const KeptTerm& kept, const KeepTarget& target);
+
+}  // namespace tovra::research

@@ -1,0 +1,129 @@
+#include "app/research/keyword_check_model.h"
+
+#include <fmt/format.h>
+
+#include "AsoKit/aso_error.h"
+#include "app/measure/measure_texts.h"
+
+namespace tovra::research {
+namespace {
+
+template <class... Ts>
+struct Overloaded : Ts... {
+  using Ts::operator()...;
+};
+template <class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>;
+
+}  // namespace
+
+KeywordCheckModel::KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track)
+    : rank_(std::move(rank)),
+      runActive_(std::move(runActive)),
+      cooldownLeft_(std::move(cooldownLeft)),
+      track_(std::move(track)) {}
+
+void KeywordCheckModel::setListener(std::function<void()> listener) {
+  thread_.check();
+  listener_ = std::move(listener);
+}
+
+void KeywordCheckModel::changed() const {
+  if (listener_) {
+    listener_();
+  }
+}
+
+std::optional<std::string_view> KeywordCheckModel::unavailableReason() const {
+  thread_.check();
+  if (cooldownLeft_) {
+    if (const auto left = cooldownLeft_(); left && *left >= 1) {
+      return checkText::kCooldown;
+    }
+  }
+  if (runActive_ && runActive_()) {
+    return checkText::kRunActive;
+  }
+  return std::nullopt;
+}
+
+bool KeywordCheckModel::check(const KeywordCheckRequest& request) {
+  thread_.check();
+  if (unavailableReason()) {
+    return false;
+  }
+  request_ = request;
+  phase_ = Checking{};
+  changed();
+  asokit::BatchOutcome outcome;
+  try {
+    outcome = rank_({asokit::RankQuery{request.app.appStoreId, request.country, request.keyword}});
+  } catch (const asokit::Cancelled&) {
+    phase_ = Stopped{};
+    changed();
+    throw;
+  }
+  phase_ = phaseFor(outcome);
+  changed();
+  return true;
+}
+
+bool KeywordCheckModel::canTrack() const {
+  return request_ && (std::holds_alternative<Measured>(phase_) || std::holds_alternative<NotInTopN>(phase_));
+}
+
+void KeywordCheckModel::track() {
+  thread_.check();
+  if (!canTrack()) {
+    return;
+  }
+  track_(*request_);
+  phase_ = Tracked{};
+  changed();
+}
+
+KeywordCheckModel::Phase KeywordCheckModel::phaseFor(const asokit::BatchOutcome& outcome) {
+  if (outcome.stopped) {
+    return Stopped{};
+  }
+  if (outcome.results.empty()) {
+    if (outcome.halted) {
+      return Halted{};
+    }
+    return Failed{outcome.errors.empty() ? std::string(checkText::kNoResult) : outcome.errors.front()};
+  }
+  const auto& status = outcome.results.front().status;
+  if (const auto* observation = status.observation()) {
+    if (observation->rank) {
+      return Measured{*observation->rank, observation->resultCount, observation->source};
+    }
+    return NotInTopN{observation->resultCount, observation->source};
+  }
+  if (const auto* failure = status.failure()) {
+    return Failed{*failure};
+  }
+  return outcome.halted ? Phase{Halted{}} : Phase{Skipped{}};
+}
+
+std::optional<std::string> KeywordCheckModel::text(const Phase& phase) {
+  return std::visit(
+      Overloaded{
+          [](const Idle&) -> std::optional<std::string> { return std::nullopt; },
+          [](const Checking&) -> std::optional<std::string> { return std::string(checkText::kChecking); },
+          [](const Measured& m) -> std::optional<std::string> {
+            return fmt::format("Rank {} of the {} result{} the store returned", m.rank, m.depth,
+                               m.depth == 1 ? "" : "s");
+          },
+          [](const NotInTopN& n) -> std::optional<std::string> { return measure::texts::notFound(n.depth); },
+          [](const Failed& f) -> std::optional<std::string> {
+            return std::string(checkText::kFailedPrefix) + f.message;
+          },
+          [](const Skipped&) -> std::optional<std::string> { return std::string(checkText::kSkipped); },
+          [](const Halted&) -> std::optional<std::string> { return std::string(checkText::kHalted); },
+          [](const Stopped&) -> std::optional<std::string> { return std::string(checkText::kStopped); },
+          [](const Tracked&) -> std::optional<std::string> { return std::string(checkText::kTracked); },
+      },
+      phase);
+}
+
+}  // namespace tovra::research

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "AsoKit/aso_client.h"
+#include "AsoKit/clock.h"
+
+namespace tovra::research {
+
+namespace waitText {
+inline constexpr std::string_view kMeasurementRunning = "A measurement is running — store hints wait for it.";
+inline constexpr std::string_view kApplePaused = "Apple paused requests";
+inline constexpr std::string_view kSaveFailedPrefix = "the results could not be saved: ";
+}  // namespace waitText
+
+// "the results could not be saved: " and the store's own words.
+std::string saveFailedText(std::string_view message);
+
+// What the research tools must know before they ask the store: whether a measurement run is going on
+// (in any Tovra process) and how long the store's hold has left. Each is asked when it matters, never
+// cached, since a run or a hold can start between two probes.
+class RequestGate final {
+ public:
+  using RunningFn = std::function<bool()>;
+  using CooldownFn = std::function<std::optional<std::int64_t>()>;
+
+  RequestGate() = default;
+  RequestGate(RunningFn measurementRunning, CooldownFn cooldownSecondsLeft)
+      : running_(std::move(measurementRunning)), cooldown_(std::move(cooldownSecondsLeft)) {}
+
+  bool measurementRunning() const { return running_ && running_(); }
+  std::optional<std::int64_t> cooldownSecondsLeft() const;
+
+  // Why hints and signals may not ask the store now (a run, then a hold); none when they may.
+  std::optional<std::string> hintsWaitReason() const;
+
+ private:
+  RunningFn running_;
+  CooldownFn cooldown_;
+};
+
+// Whether a failed request means the store refused the client: HTTP 403 after the fetch's own retries,
+// or the hold that an earlier refusal started. A refusal stops the flow at once and holds every later
+// request as long as a halted run does.
+bool isRefusal(const std::exception& error);
+
+// Starts the hold after a refusal, unless one is already counting down (a refusal met during a hold must
+// not push its end further out).
+void holdAfterRefusal(asokit::AsoClient& client, asokit::WallTime now);
+
+}  // namespace tovra::research

@@ -1,0 +1,61 @@
+#include "app/research/keep_term.h"
+
+#include <gtest/gtest.h>
+
+#include "app/store/store.h"
+#include "app/store/watchlist_writer.h"
+
+namespace tovra::research {
+namespace {
+
+class KeepTermTest : public ::testing::Test {
+ protected:
+  KeepTermTest() {
+    app = writer.trackApp(store::AppFacts{"1234567890", "Lumen Photo", "Lumen Labs", {}, {}}, "us", true).app;
+    space = writer.createSpace(randomUuid(), "Travel ideas");
+  }
+
+  asokit::VirtualClock clock;
+  std::unique_ptr<store::Store> store = store::Store::inMemory();
+  store::WatchlistWriter writer{*store, clock.wall()};
+  store::TrackedApp app;
+  store::ResearchSpace space;
+};
+
+TEST_F(KeepTermTest, FindsAnAppByItsIdAndASpaceByItsName) {
+  EXPECT_EQ(std::get<store::TrackedApp>(findKeepTarget(*store, "1234567890").owner).rowId, app.rowId);
+  EXPECT_EQ(std::get<store::ResearchSpace>(findKeepTarget(*store, "space:  Travel   ideas ").owner).rowId, space.rowId);
+  EXPECT_THROW(findKeepTarget(*store, "999"), KeepTargetError);
+  EXPECT_THROW(findKeepTarget(*store, "space:Nope"), KeepTargetError);
+  writer.createSpace(randomUuid(), "Travel ideas");
+  EXPECT_THROW(findKeepTarget(*store, "space:Travel ideas"), KeepTargetError) << "two spaces of that name";
+}
+
+TEST_F(KeepTermTest, AHintKeptForAnAppIsTrackedAsCarriedFromAStoreHint) {
+  const KeepTarget target{app};
+  const auto kept = keepTerm(writer, target, "  Photo  Collage ", " US", KeywordProvenance::carriedFromStoreHint);
+  ASSERT_TRUE(kept.inserted);
+  EXPECT_EQ(kept.inserted->keyword, "Photo Collage");
+  EXPECT_EQ(kept.inserted->country, "us");
+  EXPECT_EQ(kept.inserted->provenanceRaw, "carriedFromStoreHint");
+  EXPECT_EQ(kept.inserted->app, app.rowId);
+  EXPECT_EQ(keptText(kept, target), "“Photo Collage” in US is now tracked for Lumen Photo");
+
+  const auto again = keepTerm(writer, target, "photo collage", "us", KeywordProvenance::carriedFromStoreHint);
+  EXPECT_TRUE(again.alreadyThere) << "already there counts as already added";
+  EXPECT_EQ(keptText(again, target), "“photo collage” in US was already added to Lumen Photo");
+  EXPECT_EQ(store->queries().count(), 1);
+}
+
+TEST_F(KeepTermTest, AHintKeptInASpaceIsParkedThere) {
+  const KeepTarget target{space};
+  const auto kept = keepTerm(writer, target, "photo collage", "de", KeywordProvenance::carriedFromStoreHint);
+  ASSERT_TRUE(kept.inserted);
+  EXPECT_EQ(kept.inserted->space, space.rowId);
+  EXPECT_FALSE(kept.inserted->app);
+  EXPECT_EQ(keptText(kept, target), "“photo collage” in DE is now kept in Travel ideas");
+  EXPECT_THROW(keepTerm(writer, target, "   ", "de", KeywordProvenance::carriedFromStoreHint), KeepTargetError);
+}
+
+}  // namespace
+}  // namespace tovra::research
