@@ -1,0 +1,201 @@
+#include "app/cli/watchlist_cli.h"
+
+#include <fmt/format.h>
+
+#include <unordered_set>
+
+#include "AsoKit/aso_error.h"
+#include "AsoKit/storefront.h"
+#include "AsoKit/text.h"
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+#include "app/cli/output.h"
+#include "app/cli/watchlist_json.h"
+#include "app/research/keyword_key.h"
+#include "app/store/store.h"
+
+namespace tovra::cli {
+namespace {
+
+constexpr std::string_view kSpacePrefix = "space:";
+
+CommandError failed(const std::string& message) {
+  return CommandError(Exit::failed, message);
+}
+
+}  // namespace
+
+Watchlist::Watchlist(Context& context)
+    : store_(&context.store()), writer_(*store_, context.wall()), editor_(*store_, writer_) {}
+
+void Watchlist::edit(const std::function<void()>& change) {
+  if (!editor_.apply(change)) {
+    throw failed(editor_.failure().value_or(std::string(store::kSaveFailed)));
+  }
+}
+
+std::string requireCountry(std::string_view country) {
+  requireUtf8(country, "The country");
+  auto code = asokit::storefront::normalizeCountry(country);
+  if (!asokit::storefront::storefrontId(code)) {
+    throw failed(asokit::AsoError::unknownStorefront(std::string(country)).description());
+  }
+  return code;
+}
+
+void requireUtf8Texts(const std::vector<std::string>& texts, std::string_view what) {
+  for (const auto& text : texts) {
+    requireUtf8(text, what);
+  }
+}
+
+store::TrackedApp requireApp(store::Store& store, std::string_view appStoreId) {
+  requireUtf8(appStoreId, "The app id");
+  const auto id = asokit::text::trimWhitespace(appStoreId);
+  if (auto app = store.apps().findByAppStoreId(id)) {
+    return *app;
+  }
+  throw failed(
+      fmt::format("No tracked app has the App Store id “{}”. Track it first with: tovra app add {} --country CC", id,
+                  id.empty() ? "ID" : id));
+}
+
+store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId) {
+  requireUtf8(nameOrId, "The research space");
+  const auto wanted = asokit::text::trimWhitespace(nameOrId);
+  if (auto space = store.spaces().findById(wanted)) {
+    return *space;
+  }
+  std::vector<store::ResearchSpace> named;
+  for (auto& space : store.spaces().all()) {
+    if (space.name == wanted) {
+      named.push_back(std::move(space));
+    }
+  }
+  if (named.size() == 1) {
+    return named.front();
+  }
+  if (named.empty()) {
+    throw failed(fmt::format("There is no research space called “{}”.", wanted));
+  }
+  std::string ids;
+  for (const auto& space : named) {
+    ids += (ids.empty() ? "" : ", ") + space.id;
+  }
+  throw failed(fmt::format("{} research spaces are called “{}”; name one by its id: {}", named.size(), wanted, ids));
+}
+
+std::vector<store::TrackedQuery> Owner::queries(store::Store& store) const {
+  return app ? store.queries().ofApp(app->rowId) : store.queries().ofSpace(space->rowId);
+}
+
+Owner requireOwner(store::Store& store, std::string_view text) {
+  Owner owner;
+  if (text.starts_with(kSpacePrefix)) {
+    owner.space = requireSpace(store, text.substr(kSpacePrefix.size()));
+    owner.label = "the research space “" + owner.space->name + "”";
+  } else {
+    owner.app = requireApp(store, text);
+    owner.label = owner.app->displayName;
+  }
+  return owner;
+}
+
+std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQuery>& queries,
+                                               std::string_view keyword, std::string_view country) {
+  const auto key = research::queryKey(keyword, country);
+  for (const auto& query : queries) {
+    if (research::queryKey(query.keyword, query.country) == key) {
+      return query;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string describeKeyword(std::string_view keyword, std::string_view country) {
+  return fmt::format("“{}” in {}", research::collapseWhitespace(keyword), upperCountry(country));
+}
+
+Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
+                const std::string& country) {
+  requireUtf8Texts(texts, "The keyword text");
+  std::string joined;
+  for (const auto& text : texts) {
+    joined += (joined.empty() ? "" : "\n") + text;
+  }
+  std::unordered_set<std::string> keys;
+  for (const auto& query : existing) {
+    if (research::normalizedCountry(query.country) == country) {
+      keys.insert(research::keywordKey(query.keyword));
+    }
+  }
+  Paste paste;
+  paste.result = research::KeywordListParser::parse(joined, keys, research::kKeywordDraftLimit);
+  paste.notice = research::noticeText(paste.result);
+  const auto& r = paste.result;
+  if (r.keywords.empty() && !paste.notice) {
+    throw failed("There is no keyword in what you gave: it is empty or only separators and white space.");
+  }
+  // The sheet lets the user look at the draft before adding it; here there is no such step, so a paste
+  // that lost keywords to the length or the count limit adds nothing rather than a part of it.
+  if (r.tooLong > 0 || r.overLimit > 0) {
+    throw failed(*paste.notice + "\nNothing was added.");
+  }
+  for (const auto& keyword : r.keywords) {
+    paste.drafts.push_back(
+        research::KeywordDraft{research::randomUuid(), keyword, country, research::KeywordProvenance::typedByUser});
+  }
+  return paste;
+}
+
+void printPaste(Context& context, const Paste& paste, const std::vector<store::TrackedQuery>& added,
+                const std::string& target, const std::string& country) {
+  if (context.json) {
+    nlohmann::json keywords = nlohmann::json::array();
+    for (const auto& query : added) {
+      keywords.push_back(toJson(context.store(), query));
+    }
+    printJson(context.out(), {{"added", std::move(keywords)},
+                              {"notice", paste.notice ? nlohmann::json(*paste.notice) : nlohmann::json(nullptr)},
+                              {"repeated", paste.result.repeated},
+                              {"alreadyAdded", paste.result.alreadyAdded},
+                              {"tooLong", paste.result.tooLong},
+                              {"overLimit", paste.result.overLimit}});
+    return;
+  }
+  auto& out = context.out();
+  if (added.empty()) {
+    out << fmt::format("Nothing new for {} in {}.\n", target, upperCountry(country));
+  } else {
+    out << fmt::format("Added {} {} to {} in {}:\n", added.size(), added.size() == 1 ? "keyword" : "keywords", target,
+                       upperCountry(country));
+    for (const auto& query : added) {
+      out << "  " << query.keyword << "\n";
+    }
+  }
+  if (paste.notice) {
+    out << *paste.notice << "\n";
+  }
+}
+
+void confirmDeletion(Context& context, Watchlist& watchlist, const store::DeletionPlan& plan, bool yes) {
+  if (yes) {
+    watchlist.editor().askToDelete(plan);
+    if (!watchlist.editor().confirmDeletion()) {
+      throw failed(watchlist.editor().failure().value_or(std::string(store::kSaveFailed)));
+    }
+  }
+  if (context.json) {
+    printJson(context.out(), toJson(plan, yes));
+    return;
+  }
+  auto& out = context.out();
+  out << plan.title() << "\n" << plan.summary() << "\n";
+  for (const auto& line : plan.explanation()) {
+    out << line << "\n";
+  }
+  out << plan.warning() << "\n";
+  out << (yes ? "Deleted.\n" : "Nothing was deleted. Run the command again with --yes to delete.\n");
+}
+
+}  // namespace tovra::cli

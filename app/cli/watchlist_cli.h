@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/research/keyword_draft.h"
+#include "app/research/keyword_list_parser.h"
+#include "app/store/deletion_plan.h"
+#include "app/store/records.h"
+#include "app/store/watchlist_editor.h"
+#include "app/store/watchlist_writer.h"
+
+// What the watchlist commands (app, keywords, space, delete-everything) share: finding what the user
+// named, reading a pasted keyword list, and confirming a deletion.
+namespace tovra::cli {
+
+class Context;
+
+// The store with its writer and the board's editor, for one command. Every change goes through edit(),
+// so a refused edit or a failed save ends the command with the editor's failure line.
+class Watchlist final {
+ public:
+  explicit Watchlist(Context& context);
+  store::Store& store() { return *store_; }
+  store::WatchlistWriter& writer() { return writer_; }
+  store::WatchlistEditor& editor() { return editor_; }
+  void edit(const std::function<void()>& change);
+
+ private:
+  store::Store* store_;
+  store::WatchlistWriter writer_;
+  store::WatchlistEditor editor_;
+};
+
+// The trimmed, lower-cased code of a known storefront; an unknown one ends the command with the
+// client's own words for it.
+std::string requireCountry(std::string_view country);
+// Refuses anything but well-formed UTF-8 in each text (usage error).
+void requireUtf8Texts(const std::vector<std::string>& texts, std::string_view what);
+
+store::TrackedApp requireApp(store::Store& store, std::string_view appStoreId);
+// By its id, else by its name (exact after trimming); several spaces of one name must be named by id.
+store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId);
+
+// Who a keyword belongs to on the command line: an app by its App Store id, or "space:NAME".
+struct Owner {
+  std::optional<store::TrackedApp> app;
+  std::optional<store::ResearchSpace> space;
+  std::string label;  // the app's name, or "the research space “NAME”"
+  std::vector<store::TrackedQuery> queries(store::Store& store) const;
+};
+Owner requireOwner(store::Store& store, std::string_view text);
+// The owner's keyword with the key of `keyword` in `country`; none when it has no such keyword.
+std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQuery>& queries,
+                                               std::string_view keyword, std::string_view country);
+std::string describeKeyword(std::string_view keyword, std::string_view country);  // “maps” in US
+
+// Several TEXT arguments read as one paste: joined by line breaks and parsed against the keywords the
+// owner already has in `country` (so re-adding one is reported as already added). A paste that names
+// no keyword, or that drops keywords for being too long or over the limit, ends the command with
+// nothing added.
+struct Paste {
+  research::KeywordListParser::Result result;
+  std::optional<std::string> notice;
+  std::vector<research::KeywordDraft> drafts;
+};
+Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
+                const std::string& country);
+void printPaste(Context& context, const Paste& paste, const std::vector<store::TrackedQuery>& added,
+                const std::string& target, const std::string& country);
+
+// Shows the plan; carries it out only with `yes`.
+void confirmDeletion(Context& context, Watchlist& watchlist, const store::DeletionPlan& plan, bool yes);
+
+}  // namespace tovra::cli
