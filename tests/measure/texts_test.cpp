@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include "app/measure/measure_texts.h"
+#include "app/shell/zoned_calendar.h"
+#include "measure/seed.h"
+
+namespace tovra::measure {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::localTime;
+
+TEST(MeasureTexts, CountdownsUseUncappedMinutesAndTwoDigitSeconds) {
+  struct Case {
+    std::int64_t seconds;
+    std::string shown;
+  };
+  for (const auto& c : std::vector<Case>{
+           {900, "15:00"}, {75, "1:15"}, {5, "0:05"}, {60, "1:00"}, {59, "0:59"}, {3600, "60:00"}, {6001, "100:01"}}) {
+    EXPECT_EQ(texts::countdown(c.seconds), c.shown) << c.seconds;
+  }
+  EXPECT_EQ(texts::cooldownShort(75), "Apple paused requests · retry in 1:15");
+  EXPECT_EQ(texts::cooldownLong(900),
+            "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits 15:00 before "
+            "asking again.");
+}
+
+TEST(MeasureTexts, NotFoundIsSingularForExactlyOneResult) {
+  EXPECT_EQ(texts::notFound(1), "Not among the 1 result the store returned for this phrase");
+  EXPECT_EQ(texts::notFound(0), "Not among the 0 results the store returned for this phrase");
+  EXPECT_EQ(texts::notFound(2), "Not among the 2 results the store returned for this phrase");
+  EXPECT_EQ(texts::notFound(1000), "Not among the 1000 results the store returned for this phrase");
+}
+
+TEST(MeasureTexts, PlanPiecesAndCounts) {
+  EXPECT_EQ(texts::planSummary(4, 2),
+            "4 tracked keywords · 2 requests to Apple — a keyword watched by several apps is asked once");
+  EXPECT_EQ(texts::keywordCount(1), "1 keyword · a keyword watched by several apps is asked once");
+  EXPECT_EQ(texts::keywordCount(0), "0 keywords · a keyword watched by several apps is asked once");
+  EXPECT_EQ(texts::keywordCount(12), "12 keywords · a keyword watched by several apps is asked once");
+  EXPECT_EQ(texts::pacingNote(20), "requests go 1.2 s apart · at least 23 s · a 403 back-off can make it longer");
+  EXPECT_EQ(texts::pacingNote(6), "requests go 1.2 s apart · at least 6 s · a 403 back-off can make it longer");
+  EXPECT_EQ(texts::pacingNote(1), "requests go 1.2 s apart · at least 0 s · a 403 back-off can make it longer");
+  EXPECT_EQ(texts::sourceLine("appstore"), "source of these numbers: appstore");
+}
+
+TEST(MeasureTexts, LastMeasuredFloorsHoursThenCountsCalendarDays) {
+  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const auto last = localTime("Europe/Berlin", 2025, 1, 14, 9, 30);
+  struct Case {
+    std::chrono::seconds ago;
+    std::string text;
+  };
+  for (const auto& c : std::vector<Case>{{30min, "Last measured 1 hour ago."},
+                                         {0s, "Last measured 1 hour ago."},
+                                         {1h + 59min, "Last measured 1 hour ago."},
+                                         {2h, "Last measured 2 hours ago."},
+                                         {47h + 59min, "Last measured 47 hours ago."},
+                                         {48h, "Last measured 2 days ago."},
+                                         {71h + 59min, "Last measured 2 days ago."},
+                                         {72h, "Last measured 3 days ago."}}) {
+    EXPECT_EQ(texts::lastMeasured(last, last + c.ago, berlin), c.text) << c.ago.count();
+  }
+}
+
+TEST(MeasureTexts, LastMeasuredDaysAreCalendarDaysAcrossAShortDay) {
+  // Saturday 09:30 to Monday 08:45 across the 23-hour day of 2024-03-31 is 46 h 15 min: still hours.
+  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const auto saturday = localTime("Europe/Berlin", 2024, 3, 30, 9, 30);
+  EXPECT_EQ(texts::lastMeasured(saturday, localTime("Europe/Berlin", 2024, 4, 1, 8, 45), berlin),
+            "Last measured 46 hours ago.");
+  // Saturday 09:30 to Monday 09:30 is two calendar days though only 47 hours passed...
+  EXPECT_EQ(texts::lastMeasured(saturday, localTime("Europe/Berlin", 2024, 4, 1, 9, 30), berlin),
+            "Last measured 47 hours ago.");
+  // ...and at 10:30, 48 hours, it is told in days.
+  EXPECT_EQ(texts::lastMeasured(saturday, localTime("Europe/Berlin", 2024, 4, 1, 10, 30), berlin),
+            "Last measured 2 days ago.");
+  // Across the 25-hour day of 2024-10-27, 48 hours end before the second calendar day is complete.
+  const auto autumn = localTime("Europe/Berlin", 2024, 10, 26, 9, 30);
+  EXPECT_EQ(texts::lastMeasured(autumn, autumn + 48h, berlin), "Last measured 1 days ago.");
+}
+
+}  // namespace
+}  // namespace tovra::measure
