@@ -20,18 +20,35 @@ namespace {
 using tovra::fakestore::Scenario;
 
 constexpr const char* kFooter = R"(Scenario (JSON; all keys optional, unknown keys refused):
-  "apps":    {"<id>": {"name", "developer", "bundleId", "artwork", "ratingCount", "averageRating"}}
+  "apps":    {"<id>": {"name" (required), "developer", "bundleId", "artwork", "ratingCount", "averageRating"}}
   "search":  {"<country>": {"<term>": ["<id>", ...] or {"ids": [...], "padTo": n}}}
   "hints":   {"<country>": {"<prefix>": ["term", {"term": "...", "priority": n}, ...]}}
-  "faults":  [{"path": "search"|"hints"|"lookup"|"*", "term", "country", "skip", "times": n|"forever",
-               "status", "delayMs", "body", "contentType", "truncate", "hangUp", "reshape"}]
-  "storm403AfterRequests": n, "stormLength": n, "namedResults": 8
-Countries are read from the X-Apple-Store-Front header (search, hints) or the "country" query item
-(lookup). A term without an entry gets a valid empty answer. See tools/fakestore/README.md.
+  "faults":  [{filters..., effects...}]
+  "storm403AfterRequests": n, "stormLength": n   every request after the n-th answers 403 (for
+                                                 stormLength requests, or for good)
+  "namedResults": 8                              how many head ids of a search answer carry names
+
+Countries are lower-case storefront codes, read from the X-Apple-Store-Front header (search, hints)
+or the "country" query item (lookup). Terms and prefixes match exactly, else ignoring ASCII case and
+repeated blanks; one without an entry gets a valid empty answer. "padTo" fills a result list with
+invented apps that lookup knows. Search or hints without a known storefront or a term, and lookup
+without "id" or "bundleId", answer 400. Query values are percent-decoded; "+" stays "+".
+
+Fault filters: "path" ("search", "hints", "lookup", "*"), "term" (exact term, prefix, or the
+lookup's id list or bundle id), "country", "skip" (matching requests let through first), "times"
+(n or "forever", the default). The first matching fault that is not spent applies.
+Fault effects: "status" (a 2xx keeps the normal body), "delayMs", "body" (with "contentType"),
+"truncate" (half the body, sent as a complete answer), "hangUp" (half the announced body, then the
+connection closes), "reshape":
+  search: not-object, no-bubbles, empty-bubbles, results-not-list, page-data, software-second,
+          no-names, numeric-ids
+  hints:  not-plist, no-hints, hints-not-list, binary
+  lookup: not-object, no-results
 
 Every request is logged as one JSON line: time (epoch seconds, microseconds), method, path and query
 as sent, params (decoded, in order), headers, remotePort, endpoint, country, number, status, fault.
-SIGTERM or SIGINT stops the store cleanly (exit status 0).)";
+SIGTERM or SIGINT stops the store cleanly (exit status 0); a bad scenario or usage exits 2.
+More in tools/fakestore/README.md.)";
 
 // Written under a temporary name and renamed, so a reader never sees half a file.
 void writeAtomically(const std::filesystem::path& file, const std::string& content) {
@@ -66,7 +83,12 @@ int main(int argc, char** argv) {
   app.add_option("--log", logFile, "Append one JSON line per request to this file");
   app.add_flag("--check", checkOnly, "Read and check the scenario, then exit");
   app.footer(kFooter);
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // --help arrives here too, with exit code 0; every real usage error is status 2.
+    return app.exit(error) == 0 ? 0 : 2;
+  }
   if (!certificateFile.empty() && !https) {
     std::fputs("tovra-fakestore: --cert-out needs --https\n", stderr);
     return 2;

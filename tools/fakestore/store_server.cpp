@@ -142,9 +142,9 @@ void StoreServer::stop() {
   server_->stop();
 }
 
-void StoreServer::pause(std::chrono::milliseconds delay) {
+bool StoreServer::pause(std::chrono::milliseconds delay) {
   std::unique_lock lock(mutex_);
-  wake_.wait_for(lock, delay, [this] { return stopping_; });
+  return !wake_.wait_for(lock, delay, [this] { return stopping_; });
 }
 
 StoreServer::Reply StoreServer::normalReply(Endpoint endpoint, const RequestFacts& facts, const std::string& storefront,
@@ -237,8 +237,10 @@ void StoreServer::answer(std::optional<Endpoint> endpoint, const httplib::Reques
   }
   entry.status = reply.status;
   log_.write(entry);
-  if (delay.count() > 0) {
-    pause(delay);
+  if (delay.count() > 0 && !pause(delay)) {
+    // Shutting down: a held answer is cut off, never sent early as if the delay had passed.
+    response.set_content_provider(1, "text/plain", [](std::size_t, std::size_t, httplib::DataSink&) { return false; });
+    return;
   }
 
   response.status = reply.status;

@@ -46,7 +46,8 @@ class StoreServer final {
   void answer(std::optional<Endpoint> endpoint, const httplib::Request& request, httplib::Response& response);
   Reply normalReply(Endpoint endpoint, const RequestFacts& facts, const std::string& storefront,
                     const QueryItems& params, const std::string& reshape) const;
-  void pause(std::chrono::milliseconds delay);
+  // False when cut short by stop().
+  bool pause(std::chrono::milliseconds delay);
 
   Scenario scenario_;
   RequestLog& log_;
