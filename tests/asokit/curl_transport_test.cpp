@@ -12,6 +12,7 @@
 #include "AsoKit/aso_error.h"
 #include "AsoKit/transport.h"
 #include "tests/support/loopback_server.h"
+#include "tests/support/transport_checks.h"
 
 namespace {
 
@@ -20,114 +21,13 @@ using asokit::Headers;
 using asokit::HTTPTransport;
 using asokit::TransportError;
 using tovra::test::LoopbackServer;
+using namespace tovra::test;
 using namespace std::chrono_literals;
-
-std::string failureOf(HTTPTransport& transport, const std::string& url, const Headers& headers = {}) {
-  try {
-    const auto response = transport.fetch(url, headers, {});
-    ADD_FAILURE() << "expected a TransportError, got status " << response.status << " for " << url;
-  } catch (const TransportError& error) {
-    return error.what();
-  }
-  return {};
-}
-
-// Designated initializers would leave the other fields to -Wmissing-field-initializers.
-CurlTransportOptions timeouts(std::chrono::seconds inactivity, std::chrono::seconds whole) {
-  CurlTransportOptions options;
-  options.timeout = inactivity;
-  options.requestTimeout = whole;
-  return options;
-}
-
-CurlTransportOptions capped(std::size_t maxBodyBytes) {
-  CurlTransportOptions options;
-  options.maxBodyBytes = maxBodyBytes;
-  return options;
-}
-
-CurlTransportOptions redirecting(int maxRedirects) {
-  CurlTransportOptions options;
-  options.maxRedirects = maxRedirects;
-  return options;
-}
-
-CurlTransportOptions trusting(const std::filesystem::path& caFile) {
-  CurlTransportOptions options;
-  options.extraCaFile = caFile.string();
-  return options;
-}
-
-std::string bytes(std::size_t count) {
-  return std::string(count, 'x');
-}
-
-// Routes that misbehave the way stores and networks do.
-void addRoutes(LoopbackServer& server) {
-  auto& routes = server.routes();
-  routes.Get(R"(/status/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
-    response.status = std::stoi(request.matches[1]);
-    response.set_content("answer " + std::string(request.matches[1]), "text/plain");
-  });
-  routes.Get(R"(/bytes/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
-    response.set_content(bytes(std::stoul(request.matches[1])), "text/plain");
-  });
-  routes.Get(R"(/chunked/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
-    const std::size_t total = std::stoul(request.matches[1]);
-    response.set_chunked_content_provider("text/plain", [total](std::size_t offset, httplib::DataSink& sink) {
-      if (offset >= total) {
-        sink.done();
-        return true;
-      }
-      const std::string piece = bytes(std::min<std::size_t>(512, total - offset));
-      return sink.write(piece.data(), piece.size());
-    });
-  });
-  // Announces 100 bytes, sends 10 and hangs up.
-  routes.Get("/cut", [](const httplib::Request&, httplib::Response& response) {
-    response.set_content_provider(100, "application/json", [](std::size_t, std::size_t, httplib::DataSink& sink) {
-      sink.write(R"({"bubbles")", 10);
-      return false;
-    });
-  });
-  routes.Get("/stall-before-answer", [&server](const httplib::Request&, httplib::Response& response) {
-    server.stall(20s);
-    response.set_content("late", "text/plain");
-  });
-  routes.Get("/stall-mid-body", [&server](const httplib::Request&, httplib::Response& response) {
-    response.set_chunked_content_provider("text/plain", [&server](std::size_t offset, httplib::DataSink& sink) {
-      // A single byte: curl averages speed over a few seconds, so a burst would delay the verdict.
-      if (offset == 0) {
-        return sink.write("{", 1);
-      }
-      server.stall(20s);
-      sink.done();
-      return true;
-    });
-  });
-  // One byte every 200 ms: never idle, never done within a second.
-  routes.Get("/trickle", [&server](const httplib::Request&, httplib::Response& response) {
-    response.set_chunked_content_provider("text/plain", [&server](std::size_t offset, httplib::DataSink& sink) {
-      if (offset >= 50 || server.stopping()) {
-        sink.done();
-        return true;
-      }
-      server.stall(200ms);
-      return sink.write("x", 1);
-    });
-  });
-  routes.Get("/home",
-             [](const httplib::Request&, httplib::Response& response) { response.set_redirect("/status/200"); });
-  routes.Get("/loop", [](const httplib::Request&, httplib::Response& response) { response.set_redirect("/loop"); });
-  routes.Get("/redirect", [](const httplib::Request& request, httplib::Response& response) {
-    response.set_redirect(request.get_param_value("to"));
-  });
-}
 
 class CurlTransportTest : public ::testing::Test {
  protected:
   CurlTransportTest() {
-    addRoutes(server_);
+    addMisbehavingRoutes(server_);
     server_.start();
   }
 
@@ -292,148 +192,10 @@ TEST(CurlTransportTimeouts, AConnectedServerThatNeverAnswersIsInactive) {
             "127.0.0.1 port " + std::to_string(silent.port()) + " stopped answering: nothing received for 1 s");
 }
 
-int closedPort() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  close(fd);
-  return ntohs(address.sin_port);
-}
-
 TEST_F(CurlTransportTest, ConnectionRefusedSaysWhereAndWhy) {
-  const int port = closedPort();
+  const int port = closedLoopbackPort();
   EXPECT_EQ(failureOf(*transport(), "http://127.0.0.1:" + std::to_string(port) + "/"),
             "Could not connect to 127.0.0.1 port " + std::to_string(port) + ": Connection refused");
-}
-
-struct PlainHttpCase {
-  const char* name;
-  const char* host;
-  bool allowed;
-};
-
-class PlainHttp : public ::testing::TestWithParam<PlainHttpCase> {};
-
-// Refused hosts fail before any name is resolved; allowed loopback hosts get as far as connecting to
-// a port where nothing listens.
-TEST_P(PlainHttp, OnlyTowardsThisComputer) {
-  const auto transport = asokit::makeCurlTransport({});
-  const std::string message = failureOf(
-      *transport, std::string("http://") + GetParam().host + ":" + std::to_string(closedPort()) + "/lookup?id=1");
-  if (GetParam().allowed) {
-    EXPECT_THAT(message, ::testing::StartsWith("Could not connect to "));
-  } else {
-    EXPECT_THAT(message, ::testing::StartsWith("Refusing plain http to "));
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Hosts, PlainHttp,
-                         ::testing::Values(PlainHttpCase{"Loopback", "127.0.0.1", true},
-                                           PlainHttpCase{"AnotherLoopbackAddress", "127.0.0.2", true},
-                                           PlainHttpCase{"IPv6Loopback", "[::1]", true},
-                                           PlainHttpCase{"PrivateNetwork", "10.0.0.1", false},
-                                           PlainHttpCase{"NameStartingLikeLoopback", "127.0.0.1.example.com", false},
-                                           PlainHttpCase{"NameStartingWithLocalhost", "localhost.example.com", false},
-                                           PlainHttpCase{"MappedForeignAddress", "[::ffff:10.0.0.1]", false},
-                                           PlainHttpCase{"StoreHost", "search.itunes.apple.com", false}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST(CurlTransportUrls, RefusesSchemesOtherThanHttp) {
-  const auto transport = asokit::makeCurlTransport({});
-  EXPECT_EQ(failureOf(*transport, "file:///etc/passwd"),
-            "Refusing file:///etc/passwd: only https addresses can be fetched");
-  EXPECT_EQ(failureOf(*transport, "no url at all"), "Not a valid URL: no url at all");
-}
-
-TEST_F(CurlTransportTest, FollowsARedirectWithinLoopback) {
-  const auto response = transport()->fetch(server_.url("/home"), {{"X-Apple-Store-Front", "143444,29"}}, {});
-  EXPECT_EQ(response.status, 200);
-  EXPECT_EQ(response.body, "answer 200");
-  const auto seen = server_.seen();
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[1].target, "/status/200");
-  EXPECT_EQ(seen[1].header("X-Apple-Store-Front"), "143444,29");
-}
-
-TEST_F(CurlTransportTest, GivesUpOnARedirectLoop) {
-  EXPECT_EQ(failureOf(*transport(redirecting(3)), server_.url("/loop")),
-            "Too many redirects (more than 3) starting from " + server_.url("/loop"));
-  EXPECT_EQ(server_.seen().size(), 4u);
-}
-
-TEST_F(CurlTransportTest, RefusesARedirectToPlainHttpAbroad) {
-  const std::string url = server_.url("/redirect?to=http%3A%2F%2Fexample.com%2Fsearch");
-  EXPECT_EQ(failureOf(*transport(), url),
-            "Refusing a redirect from " + url +
-                " to http://example.com/search: plain http is allowed only towards this computer (loopback)");
-}
-
-class TlsTransportTest : public ::testing::Test {
- protected:
-  TlsTransportTest() {
-    addRoutes(tls_);
-    tls_.start();
-  }
-  LoopbackServer tls_{LoopbackServer::Scheme::https};
-};
-
-TEST_F(TlsTransportTest, AnUntrustedCertificateFails) {
-  const std::string message = failureOf(*asokit::makeCurlTransport({}), tls_.url("/status/200"));
-  EXPECT_THAT(message, ::testing::StartsWith("The TLS certificate of 127.0.0.1 port " + std::to_string(tls_.port()) +
-                                             " could not be verified: "));
-  EXPECT_TRUE(tls_.seen().empty());
-}
-
-TEST_F(TlsTransportTest, AnExtraCaFileIsTrusted) {
-  const auto transport = asokit::makeCurlTransport(trusting(tls_.certificateFile()));
-  const auto response = transport->fetch(tls_.url("/status/200"), {{"X-Apple-Store-Front", "143480,29"}}, {});
-  EXPECT_EQ(response.status, 200);
-  EXPECT_EQ(tls_.seen().at(0).header("X-Apple-Store-Front"), "143480,29");
-  EXPECT_EQ(tls_.seen().at(0).header("Accept"), std::nullopt);
-}
-
-TEST_F(TlsTransportTest, AnotherServersCertificateIsNotEnough) {
-  LoopbackServer other(LoopbackServer::Scheme::https);
-  other.start();
-  const auto transport = asokit::makeCurlTransport(trusting(other.certificateFile()));
-  EXPECT_THAT(failureOf(*transport, tls_.url("/status/200")), ::testing::HasSubstr("could not be verified"));
-}
-
-TEST(CurlTransportCa, AnUnreadableExtraCaFileIsRefusedAtOnce) {
-  try {
-    asokit::makeCurlTransport(trusting("/nonexistent/tovra-ca.pem"));
-    ADD_FAILURE() << "a missing CA file was accepted";
-  } catch (const TransportError& error) {
-    EXPECT_STREQ(error.what(),
-                 "Could not read the extra CA certificate file /nonexistent/tovra-ca.pem: No such file or directory");
-  }
-}
-
-TEST_F(TlsTransportTest, RefusesARedirectFromHttpsToHttp) {
-  LoopbackServer plain;
-  addRoutes(plain);
-  plain.start();
-  const auto transport = asokit::makeCurlTransport(trusting(tls_.certificateFile()));
-  const std::string target = plain.url("/status/200");
-  const std::string url = tls_.url("/redirect?to=" + httplib::detail::encode_query_param(target));
-  EXPECT_EQ(failureOf(*transport, url),
-            "Refusing a redirect from " + url + " to " + target + ": it would drop https for plain http");
-  EXPECT_TRUE(plain.seen().empty());
-}
-
-TEST_F(TlsTransportTest, FollowsARedirectFromLoopbackHttpToHttps) {
-  LoopbackServer plain;
-  addRoutes(plain);
-  plain.start();
-  const auto transport = asokit::makeCurlTransport(trusting(tls_.certificateFile()));
-  const std::string url = plain.url("/redirect?to=" + httplib::detail::encode_query_param(tls_.url("/status/429")));
-  const auto response = transport->fetch(url, {}, {});
-  EXPECT_EQ(response.status, 429);
-  EXPECT_EQ(tls_.seen().size(), 1u);
 }
 
 TEST_F(CurlTransportTest, AStopRequestedBeforehandSendsNothing) {
