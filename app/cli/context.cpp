@@ -64,6 +64,13 @@ asokit::AsoClient& Context::client() {
     transport_ = asokit::makeCurlTransport(options);
     asokit::ClientConfig config;
     config.endpoints = asokit::Endpoints::fromEnvironment();
+    // Pacing and the hold cover every Tovra process of the user, through one small file in the state
+    // folder. Without it this process still paces its own requests.
+    try {
+      config.sharedPacing = std::make_shared<asokit::SharedPacingFile>(asokit::SharedPacingFile::defaultDirectory());
+    } catch (const std::exception& error) {
+      err_ << error.what() << " — this process paces only its own requests.\n";
+    }
     client_ = std::make_unique<asokit::AsoClient>(*transport_, monotonic_, wall_, config);
   }
   return *client_;

@@ -82,6 +82,13 @@ MeasurementRunner::StartResult MeasurementRunner::start(const std::vector<store:
   if (entries.empty()) {
     return StartResult::nothingToMeasure;
   }
+  if (services_.presence) {
+    // A mark that cannot be made for want of a state folder does not keep the run from going on.
+    presenceHold_ = services_.presence->hold();
+    if (!presenceHold_ && services_.presence->running()) {
+      return StartResult::runningElsewhere;
+    }
+  }
   if (worker_.joinable()) {
     worker_.join();
   }
@@ -160,6 +167,7 @@ void MeasurementRunner::finish(asokit::BatchOutcome outcome) {
   const auto startedAt = live_ ? live_->startedAt : finishedAt;
   live_.reset();
   stopFlag_.reset();
+  presenceHold_.reset();
   const auto entries = std::move(entries_);
   entries_.clear();
 

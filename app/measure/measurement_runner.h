@@ -13,6 +13,7 @@
 #include "app/measure/main_queue.h"
 #include "app/measure/run_plan.h"
 #include "app/measure/run_report.h"
+#include "app/research/measurement_presence.h"
 #include "app/store/records.h"
 
 namespace tovra::store {
@@ -38,9 +39,11 @@ class MeasurementRunner final {
     asokit::WallClock& wall;
     asokit::MonotonicClock& tickClock;  // the cooldown ticker's one-second sleeps
     const asokit::Calendar& calendar;   // the user's calendar: the day of a run's readings
+    // Tells the user's other Tovra processes that a run is going on (research waits for it); none: untold.
+    const research::MeasurementPresence* presence = nullptr;
   };
 
-  enum class StartResult { started, alreadyLive, coolingDown, nothingToMeasure };
+  enum class StartResult { started, alreadyLive, runningElsewhere, coolingDown, nothingToMeasure };
 
   using ReportCallback = std::function<void(const RunReport&, const std::vector<store::TrackedQuery>&)>;
 
@@ -51,7 +54,8 @@ class MeasurementRunner final {
   MeasurementRunner& operator=(const MeasurementRunner&) = delete;
 
   // Starts measuring those of `queries` that belong to an app (research-space keywords never enter a
-  // run). Does nothing while a run is live or a hold counts down, here or in another Tovra process.
+  // run). Does nothing while a run is live or a hold counts down, here or in another Tovra process: two
+  // runs at once would ask the store the same questions twice.
   // Throws StoreError when the queries' apps cannot be read.
   StartResult start(const std::vector<store::TrackedQuery>& queries);
   // The request in flight finishes, no further one is made, and everything measured is kept.
@@ -91,6 +95,7 @@ class MeasurementRunner final {
   std::optional<std::int64_t> cooldownSecondsLeft_;
   std::shared_ptr<StopFlag> stopFlag_;
   std::vector<RunEntry> entries_;
+  std::unique_ptr<research::MeasurementPresence::Hold> presenceHold_;
   ReportCallback onReport_;
   std::function<void()> onChange_;
   std::function<void(const CompletedRequest&)> onProgress_;

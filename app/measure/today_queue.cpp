@@ -102,6 +102,27 @@ std::string_view changeKindName(TodayChange::Kind kind) {
   return "unknownChange";
 }
 
+std::string changeText(const TodayChange& change) {
+  switch (change.kind) {
+    case TodayChange::Kind::dropped:
+      return "dropped " + std::to_string(change.amount);
+    case TodayChange::Kind::rose:
+      return "rose " + std::to_string(change.amount);
+    case TodayChange::Kind::accumulating:
+      return "accumulating · " + std::to_string(change.amount) + " of " + std::to_string(kReadingsBeforeChange) +
+             " readings";
+    case TodayChange::Kind::held:
+      return "held";
+    case TodayChange::Kind::unknownChange:
+      break;
+  }
+  return "change unknown";
+}
+
+std::string rankText(std::optional<std::int64_t> rank, std::int64_t resultCount) {
+  return rank ? std::to_string(*rank) : "not in the top " + std::to_string(resultCount);
+}
+
 void sortRows(std::vector<TodayRow>& rows) {
   std::stable_sort(rows.begin(), rows.end(), comesBefore);
 }

@@ -34,6 +34,10 @@ inline constexpr std::size_t kReadingsBeforeChange = 7;
 // unknown when either is absent.
 TodayChange changeOf(const asokit::RankHistory& history);
 std::string_view changeKindName(TodayChange::Kind kind);
+// "dropped 5", "rose 3", "held", "change unknown", "accumulating · 2 of 7 readings"
+std::string changeText(const TodayChange& change);
+// "3", or "not in the top 200": an absent rank is a reading outside the results, never unknown.
+std::string rankText(std::optional<std::int64_t> rank, std::int64_t resultCount);
 
 // One tracked keyword of an app with its latest reading.
 struct TodayRow {

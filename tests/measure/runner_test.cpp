@@ -5,6 +5,7 @@
 #include "app/store/dates.h"
 #include "app/store/store.h"
 #include "measure/runner_fixture.h"
+#include "store/temp_dir.h"
 
 namespace tovra::measure {
 namespace {
@@ -332,6 +333,40 @@ TEST(MeasurementRunner, TheFirstMeasurementEverIsToldApart) {
   ASSERT_EQ(fresh.measure(), Start::started);
   EXPECT_FALSE(fresh.reports.at(1).hadNoEarlierObservations);
   EXPECT_FALSE(fresh.reports.at(1).isFirstMeasurement);
+}
+
+}  // namespace
+}  // namespace tovra::measure
+
+namespace tovra::measure {
+namespace {
+
+TEST(MeasurementRunner, ARunIsKnownToTheUsersOtherProcessesWhileItLasts) {
+  store::testing::TempDir state;
+  const research::MeasurementPresence presence(state.path());
+  testing::Rig rig;
+  rig.runner = std::make_unique<MeasurementRunner>(MeasurementRunner::Services{
+      rig.queue, rig.client, *rig.store, rig.clock.wall(), rig.ticker, rig.calendar, &presence});
+  rig.seed.keyword(rig.seed.app("100"), "one", "us");
+  rig.transport.answer("one", {"100"});
+  testing::Gate inFlight;
+  rig.transport.beforeAnswer = [&](int) { inFlight.arriveAndWait(); };
+  ASSERT_EQ(rig.runner->start(rig.store->queries().measurable()), MeasurementRunner::StartResult::started);
+  inFlight.waitForArrival();
+  EXPECT_TRUE(presence.running());
+
+  // Another process's runner, on the same state folder, does not start a second run.
+  testing::Rig other;
+  other.runner = std::make_unique<MeasurementRunner>(MeasurementRunner::Services{
+      other.queue, other.client, *other.store, other.clock.wall(), other.ticker, other.calendar, &presence});
+  other.seed.keyword(other.seed.app("100"), "one", "us");
+  EXPECT_EQ(other.runner->start(other.store->queries().measurable()), MeasurementRunner::StartResult::runningElsewhere);
+  EXPECT_FALSE(other.runner->isLive());
+
+  inFlight.open();
+  rig.queue.runUntil([&] { return !rig.runner->isLive(); });
+  EXPECT_FALSE(presence.running());
+  EXPECT_EQ(other.measure(), MeasurementRunner::StartResult::started);
 }
 
 }  // namespace

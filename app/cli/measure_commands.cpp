@@ -1,0 +1,143 @@
+// One measurement run: every keyword of every tracked app that is not paused.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <stop_token>
+
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+#include "app/cli/measure_output.h"
+#include "app/cli/output.h"
+#include "app/measure/main_queue.h"
+#include "app/measure/measure_texts.h"
+#include "app/measure/measurement_runner.h"
+#include "app/measure/run_notification.h"
+#include "app/store/store.h"
+
+namespace tovra::cli {
+namespace {
+
+namespace texts = measure::texts;
+using measure::RunReport;
+
+void printProgress(Context& context, const measure::CompletedRequest& request, std::int64_t total) {
+  // One line rewritten in place: carriage return, then erase to the end of the line.
+  context.err() << fmt::format("\r\x1b[Krequest {} of {}{}{}{}{}{}{}", request.index, total, kDot,
+                               request.target.keyword, kDot, upperCountry(request.target.country), kDot,
+                               request.succeeded ? "ok" : "failed")
+                << std::flush;
+}
+
+void printReport(Context& context, const RunReport& report) {
+  auto& out = context.out();
+  if (!report.ranked.empty()) {
+    out << "\nRanked\n";
+    Table table({"Rank", "App · keyword · country"});
+    for (const auto& line : report.ranked) {
+      table.add({std::to_string(line.rank), line.label});
+    }
+    table.print(out);
+  }
+  if (!report.outside.empty()) {
+    out << "\nOutside the results\n";
+    Table table({"App · keyword · country", "Reading"});
+    for (const auto& line : report.outside) {
+      table.add({line.label, texts::notFound(line.depth)});
+    }
+    table.print(out);
+  }
+  if (!report.failures.empty()) {
+    out << "\nNot measured\n";
+    Table table({"App", "Keyword", "Country", "Why"});
+    for (const auto& failure : report.failures) {
+      table.add({failure.app, failure.target.keyword,
+                 failure.id < 0 ? failure.target.country : upperCountry(failure.target.country), failure.message});
+    }
+    table.print(out);
+  }
+  out << "\n" << texts::sourceLine(report.source) << "\n";
+  out << fmt::format("{} measured{}{} failed{}{} skipped{}{} {}{}{} {}\n", report.measured, kDot, report.failed, kDot,
+                     report.skipped, kDot, report.queryCount, report.queryCount == 1 ? "keyword" : "keywords", kDot,
+                     report.requestCount, report.requestCount == 1 ? "request" : "requests");
+  if (report.isFirstMeasurement) {
+    out << "The first ranks of this store.\n";
+  }
+  const auto notification = measure::notificationFor(report);
+  out << "\n" << notification.title << "\n" << notification.body << "\n";
+}
+
+void runMeasure(Context& context) {
+  auto& store = context.store();
+  auto& client = context.client();
+  const auto calendar = userZonedCalendar();
+  measure::LoopQueue queue;
+  const research::MeasurementPresence presence(asokit::SharedPacingFile::defaultDirectory());
+  measure::MeasurementRunner runner({queue, client, store, context.wall(), context.monotonic(), calendar, &presence});
+
+  std::optional<RunReport> report;
+  runner.setOnReport([&](const RunReport& finished, const std::vector<store::TrackedQuery>&) { report = finished; });
+  const bool showProgress = context.stderrIsTerminal();
+  std::int64_t total = 0;
+  if (showProgress) {
+    runner.setOnProgress([&](const measure::CompletedRequest& request) { printProgress(context, request, total); });
+  }
+
+  const auto queries = store.queries().measurable();
+  switch (runner.start(queries)) {
+    case measure::MeasurementRunner::StartResult::coolingDown:
+      throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
+    case measure::MeasurementRunner::StartResult::runningElsewhere:
+      throw CommandError(Exit::refused, "A measurement is already running in another Tovra process.");
+    case measure::MeasurementRunner::StartResult::nothingToMeasure:
+      if (context.json) {
+        printJson(context.out(), nullptr);
+      } else {
+        context.out() << "Nothing to measure: no tracked app has a keyword that is not paused.\n";
+      }
+      return;
+    case measure::MeasurementRunner::StartResult::alreadyLive:
+    case measure::MeasurementRunner::StartResult::started:
+      break;
+  }
+  const auto& live = *runner.live();
+  total = static_cast<std::int64_t>(live.plan.size());
+  if (!context.json) {
+    context.out() << texts::planSummary(live.queryCount, total) << "\n"
+                  << texts::pacingNote(total) << kDot << texts::kRanksLand << "\n"
+                  << std::flush;
+  }
+
+  // The first Ctrl-C asks the run to stop after the request in flight; the runner hears it on the main
+  // thread, like any other change.
+  const std::stop_callback onStop(context.userStop().get_token(), [&] { queue.post([&] { runner.stop(); }); });
+  queue.runUntil([&] { return !runner.isLive(); });
+  if (showProgress) {
+    context.err() << "\n";
+  }
+
+  if (context.json) {
+    printJson(context.out(), toJson(*report));
+  } else {
+    printReport(context, *report);
+  }
+  if (report->ending == RunReport::Ending::halted) {
+    throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0)));
+  }
+  if (!report->failures.empty() && report->failures.back().id == -1) {
+    throw CommandError(Exit::failed, "Tovra could not save this run: " + report->failures.back().message);
+  }
+  if (report->ending == RunReport::Ending::stopped) {
+    throw CommandError(Exit::stoppedByUser, "");
+  }
+}
+
+const bool registered =
+    registerCommand({"measure",
+                     [](CLI::App& app, Context& context) {
+                       auto* sub = app.add_subcommand("measure", "Measure every keyword of every tracked app, once");
+                       sub->callback([&context] { runMeasure(context); });
+                     },
+                     40});
+
+}  // namespace
+}  // namespace tovra::cli

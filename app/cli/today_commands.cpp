@@ -1,0 +1,245 @@
+// The today queue with its review marks, and one keyword's day series.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+#include "app/cli/measure_output.h"
+#include "app/cli/output.h"
+#include "app/cli/watchlist_cli.h"
+#include "app/measure/measure_texts.h"
+#include "app/measure/run_report.h"
+#include "app/measure/today_board.h"
+#include "app/store/dates.h"
+#include "app/store/store.h"
+
+namespace tovra::cli {
+namespace {
+
+using measure::TodayRow;
+
+struct TodayArgs {
+  std::vector<std::string> review;    // APP_ID KEYWORD
+  std::vector<std::string> unreview;  // APP_ID KEYWORD
+  std::string country;
+};
+
+void printRows(Context& context, const shell::ZonedCalendar& calendar, const std::string& heading,
+               const std::vector<TodayRow>& rows) {
+  auto& out = context.out();
+  out << "\n" << heading << " (" << rows.size() << ")\n";
+  if (rows.empty()) {
+    return;
+  }
+  Table table({"Change", "Rank", "Keyword", "Country", "App", "Measured"});
+  for (const auto& row : rows) {
+    table.add({measure::changeText(row.change), measure::rankText(row.rank, row.resultCount), row.keyword,
+               upperCountry(row.country), row.appLabel, localMinute(calendar, row.measuredAt)});
+  }
+  table.print(out);
+}
+
+void printWaiting(Context& context, const std::string& heading, const std::vector<measure::WaitingRow>& rows) {
+  if (rows.empty()) {
+    return;
+  }
+  auto& out = context.out();
+  out << "\n" << heading << " (" << rows.size() << ")\n";
+  Table table({"Keyword", "Country", "App"});
+  for (const auto& row : rows) {
+    table.add({row.keyword, upperCountry(row.country), row.appLabel});
+  }
+  table.print(out);
+}
+
+void printQueue(Context& context, const shell::ZonedCalendar& calendar, const measure::TodayQueue& queue) {
+  auto& out = context.out();
+  if (queue.finishedAt) {
+    out << fmt::format("Last run {}{}{} {}{}{} {}{}\n", localMinute(calendar, *queue.finishedAt), kDot,
+                       queue.queryCount, queue.queryCount == 1 ? "keyword" : "keywords", kDot, queue.requestCount,
+                       queue.requestCount == 1 ? "request" : "requests", queue.halted ? " · halted" : "");
+  } else {
+    out << "No run has finished yet.\n";
+  }
+  printRows(context, calendar, "Pending", queue.pending);
+  printRows(context, calendar, "Reviewed", queue.reviewed);
+  printRows(context, calendar, "Held", queue.held);
+  if (!queue.notMeasured.empty()) {
+    out << "\nNot measured in the last run (" << queue.notMeasured.size() << ")\n";
+    Table table({"Keyword", "Country", "App", "Why"});
+    for (const auto& row : queue.notMeasured) {
+      table.add({row.keyword, upperCountry(row.country), row.appLabel, row.reason});
+    }
+    table.print(out);
+  }
+  printWaiting(context, "Not measured yet", queue.notMeasuredYet);
+  printWaiting(context, "Paused", queue.paused);
+  out << "\n" << measure::summaryLine(queue) << "\n";
+}
+
+// The keyword the user named, as a row of the queue.
+const TodayRow& requireRow(Context& context, measure::TodayBoard& board, const std::vector<std::string>& named,
+                           const std::string& countryText) {
+  if (countryText.empty()) {
+    throw CommandError(Exit::usage, "Name the keyword's country with --country.");
+  }
+  requireUtf8(named[1], "The keyword");
+  const auto country = requireCountry(countryText);
+  auto& store = context.store();
+  const auto app = requireApp(store, named[0]);
+  const auto query = findKeyword(store.queries().ofApp(app.rowId), named[1], country);
+  if (!query) {
+    throw CommandError(Exit::failed,
+                       fmt::format("{} tracks no keyword {}.", app.displayName, describeKeyword(named[1], country)));
+  }
+  const auto* row = board.row(query->rowId.value);
+  if (!row) {
+    throw CommandError(Exit::failed, fmt::format("{} has no reading yet, so there is no day to review.",
+                                                 describeKeyword(query->keyword, query->country)));
+  }
+  return *row;
+}
+
+void runToday(Context& context, const TodayArgs& args) {
+  const auto calendar = userZonedCalendar();
+  measure::TodayBoard board(context.store(), calendar, context.wall());
+  board.refresh();
+  if (!args.review.empty() || !args.unreview.empty()) {
+    const bool marking = !args.review.empty();
+    const auto& row = requireRow(context, board, marking ? args.review : args.unreview, args.country);
+    const auto id = row.id;
+    const auto label = describeKeyword(row.keyword, row.country);
+    const auto day = localDate(calendar, row.day);
+    if (marking) {
+      board.review(id);
+      if (!context.json) {
+        context.out() << fmt::format("Marked {} reviewed for {}.\n", label, day);
+      }
+    } else if (!board.unreview(id)) {
+      if (!context.json) {
+        context.out() << fmt::format("{} was not marked reviewed for {}.\n", label, day);
+      }
+    } else if (!context.json) {
+      context.out() << fmt::format("Took back the review mark of {} for {}.\n", label, day);
+    }
+  }
+  if (context.json) {
+    printJson(context.out(), toJson(board.queue()));
+  } else {
+    printQueue(context, calendar, board.queue());
+  }
+}
+
+struct HistoryArgs {
+  std::string appStoreId;
+  std::string keyword;
+  std::string country;
+};
+
+void runHistory(Context& context, const HistoryArgs& args) {
+  requireUtf8(args.keyword, "The keyword");
+  const auto country = requireCountry(args.country);
+  auto& store = context.store();
+  const auto app = requireApp(store, args.appStoreId);
+  const auto query = findKeyword(store.queries().ofApp(app.rowId), args.keyword, country);
+  if (!query) {
+    throw CommandError(
+        Exit::failed, fmt::format("{} tracks no keyword {}.", app.displayName, describeKeyword(args.keyword, country)));
+  }
+  const auto calendar = userZonedCalendar();
+  const auto readings = store.observations().ofQuery(query->rowId);
+  std::vector<asokit::RankPoint> points;
+  for (const auto& reading : readings) {
+    points.push_back({calendar.startOfDay(reading.day), reading.rank});
+  }
+  const asokit::RankHistory history(points);
+  const auto change = measure::changeOf(history);
+  const auto runs = history.dayRuns(calendar);
+  const auto label = measure::lineLabel(measure::appLabel(*query, app, store.localizations().ofApp(app.rowId)), *query);
+
+  if (context.json) {
+    nlohmann::json series = nlohmann::json::array();
+    for (const auto& reading : readings) {
+      series.push_back({{"day", store::isoUtc(calendar.startOfDay(reading.day))},
+                        {"rank", reading.rank ? nlohmann::json(*reading.rank) : nlohmann::json(nullptr)},
+                        {"resultCount", reading.resultCount},
+                        {"source", reading.source},
+                        {"measuredAt", store::isoUtc(reading.measuredAt)}});
+    }
+    nlohmann::json dayRuns = nlohmann::json::array();
+    for (const auto& run : runs) {
+      nlohmann::json days = nlohmann::json::array();
+      for (const auto& point : run) {
+        days.push_back(toJson(point));
+      }
+      dayRuns.push_back(days);
+    }
+    const auto latest = history.change();
+    printJson(context.out(), {{"appStoreId", app.appStoreId},
+                              {"keyword", query->keyword},
+                              {"country", query->country},
+                              {"label", label},
+                              {"readingCount", history.readingCount()},
+                              {"points", series},
+                              {"change", latest ? nlohmann::json(*latest) : nlohmann::json(nullptr)},
+                              {"todayChange", toJson(change)},
+                              {"dayRuns", dayRuns}});
+    return;
+  }
+  auto& out = context.out();
+  out << label << kDot << readings.size() << (readings.size() == 1 ? " reading" : " readings") << kDot
+      << measure::changeText(change) << "\n";
+  if (readings.empty()) {
+    out << "No reading yet: the next run measures it.\n";
+    return;
+  }
+  Table table({"Day", "Rank", "Results", "Measured"});
+  for (const auto& reading : readings) {
+    table.add({localDate(calendar, reading.day), measure::rankText(reading.rank, reading.resultCount),
+               std::to_string(reading.resultCount), localMinute(calendar, reading.measuredAt)});
+  }
+  table.print(out);
+  std::string stretches;
+  for (const auto& run : runs) {
+    stretches += stretches.empty() ? "" : std::string(kDot);
+    stretches += localDate(calendar, run.front().day);
+    if (run.size() > 1) {
+      stretches += " – " + localDate(calendar, run.back().day);
+    }
+    stretches += fmt::format(" ({} {})", run.size(), run.size() == 1 ? "day" : "days");
+  }
+  out << "Day runs: " << stretches << "\n";
+}
+
+const bool registered = [] {
+  registerCommand({"today",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<TodayArgs>();
+                     auto* sub = app.add_subcommand("today", "The today queue: latest ranks, biggest moves first");
+                     auto* review = sub->add_option("--review", args->review, "Mark a keyword's day reviewed")
+                                        ->expected(2)
+                                        ->type_name("APP_ID KEYWORD");
+                     auto* unreview = sub->add_option("--unreview", args->unreview, "Take a review mark back")
+                                          ->expected(2)
+                                          ->type_name("APP_ID KEYWORD");
+                     review->excludes(unreview);
+                     sub->add_option("--country", args->country, "The keyword's storefront country code");
+                     sub->callback([args, &context] { runToday(context, *args); });
+                   },
+                   41});
+  registerCommand({"history",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<HistoryArgs>();
+                     auto* sub = app.add_subcommand("history", "One keyword's readings, day by day");
+                     sub->add_option("app", args->appStoreId, "The app's App Store id")->required();
+                     sub->add_option("keyword", args->keyword, "The tracked keyword")->required();
+                     sub->add_option("--country", args->country, "Storefront country code")->required();
+                     sub->callback([args, &context] { runHistory(context, *args); });
+                   },
+                   42});
+  return true;
+}();
+
+}  // namespace
+}  // namespace tovra::cli
