@@ -1,5 +1,6 @@
 #include "app/store/dates.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace tovra::store {
@@ -7,23 +8,10 @@ namespace {
 
 using namespace std::chrono;
 
-void appendDigits(std::string& out, long long value, int width) {
-  char buffer[24];
-  int length = 0;
-  const bool negative = value < 0;
-  unsigned long long magnitude = negative ? 0ULL - static_cast<unsigned long long>(value) : value;
-  do {
-    buffer[length++] = static_cast<char>('0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  while (length < width) {
-    buffer[length++] = '0';
-  }
-  if (negative) {
-    out.push_back('-');
-  }
-  while (length > 0) {
-    out.push_back(buffer[--length]);
+void writeDigits(char* out, long long value, int width) {
+  for (int i = width - 1; i >= 0; --i) {
+    out[i] = static_cast<char>('0' + value % 10);
+    value /= 10;
   }
 }
 
@@ -38,29 +26,29 @@ asokit::WallTime fromMillis(std::int64_t millis) {
 }
 
 std::string isoUtc(asokit::WallTime time) {
-  std::string out;
-  out.reserve(20);
-  appendIsoUtc(out, time);
+  std::string out(kIsoUtcLength, ' ');
+  writeIsoUtc(out.data(), time);
   return out;
 }
 
-void appendIsoUtc(std::string& out, asokit::WallTime time) {
+void writeIsoUtc(char* out, asokit::WallTime time) {
   const auto seconds = floor<std::chrono::seconds>(time);
   const auto day = floor<days>(seconds);
   const year_month_day date{day};
   const hh_mm_ss clock{seconds - day};
-  appendDigits(out, static_cast<int>(date.year()), 4);
-  out.push_back('-');
-  appendDigits(out, static_cast<unsigned>(date.month()), 2);
-  out.push_back('-');
-  appendDigits(out, static_cast<unsigned>(date.day()), 2);
-  out.push_back('T');
-  appendDigits(out, clock.hours().count(), 2);
-  out.push_back(':');
-  appendDigits(out, clock.minutes().count(), 2);
-  out.push_back(':');
-  appendDigits(out, clock.seconds().count(), 2);
-  out.push_back('Z');
+  // Years outside 0000–9999 do not fit the fixed width; no record can be dated there.
+  writeDigits(out, std::clamp(static_cast<int>(date.year()), 0, 9999), 4);
+  out[4] = '-';
+  writeDigits(out + 5, static_cast<unsigned>(date.month()), 2);
+  out[7] = '-';
+  writeDigits(out + 8, static_cast<unsigned>(date.day()), 2);
+  out[10] = 'T';
+  writeDigits(out + 11, clock.hours().count(), 2);
+  out[13] = ':';
+  writeDigits(out + 14, clock.minutes().count(), 2);
+  out[16] = ':';
+  writeDigits(out + 17, clock.seconds().count(), 2);
+  out[19] = 'Z';
 }
 
 }  // namespace tovra::store

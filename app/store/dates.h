@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -14,7 +15,8 @@ asokit::WallTime fromMillis(std::int64_t millis);
 
 // "2025-01-14T09:30:12Z": UTC, whole seconds (the fraction is dropped, never rounded up).
 std::string isoUtc(asokit::WallTime time);
-// Appends the same text to `out` without a temporary (the export writes millions of them).
-void appendIsoUtc(std::string& out, asokit::WallTime time);
+// Writes the same text into `out`, which holds kIsoUtcLength characters (the export writes millions).
+inline constexpr std::size_t kIsoUtcLength = 20;
+void writeIsoUtc(char* out, asokit::WallTime time);
 
 }  // namespace tovra::store

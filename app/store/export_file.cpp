@@ -42,7 +42,9 @@ class TemporaryFile final {
     std::mt19937_64 random(seed());
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     for (int attempt = 0; attempt < 16 && fd_ < 0; ++attempt) {
-      path_ = folder / ("." + target.filename().string() + "." + std::to_string(random() % 1000000000) + ".tmp");
+      std::string name(1, '.');
+      name.append(target.filename().string()).append(".").append(std::to_string(random() % 1000000000)).append(".tmp");
+      path_ = folder / name;
       fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
       if (fd_ < 0 && errno != EEXIST) {
         throw fileError(errno, target_);
@@ -75,6 +77,13 @@ class TemporaryFile final {
         throw fileError(written < 0 ? errno : EIO, target_);
       }
       chunk.remove_prefix(static_cast<std::size_t>(written));
+      written_ += static_cast<std::size_t>(written);
+    }
+    // Start writing back to the disk while the export goes on, so the final flush has little left.
+    if (written_ - started_ >= kWriteBehind) {
+      ::sync_file_range(fd_, static_cast<off_t>(started_), static_cast<off_t>(written_ - started_),
+                        SYNC_FILE_RANGE_WRITE);
+      started_ = written_;
     }
   }
 
@@ -100,9 +109,13 @@ class TemporaryFile final {
   }
 
  private:
+  static constexpr std::size_t kWriteBehind = 16 << 20;
+
   fs::path target_;
   fs::path path_;
   int fd_ = -1;
+  std::size_t written_ = 0;
+  std::size_t started_ = 0;
   bool renamed_ = false;
 };
 

@@ -66,7 +66,9 @@ void SystemFileOperations::writeFile(const fs::path& file, std::string_view cont
   fs::path temporary;
   int fd = -1;
   for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
-    temporary = file.parent_path() / ("." + file.filename().string() + "." + std::to_string(seed()) + ".tmp");
+    std::string name(1, '.');
+    name.append(file.filename().string()).append(".").append(std::to_string(seed())).append(".tmp");
+    temporary = file.parent_path() / name;
     fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0 && errno != EEXIST) {
       throw failure("Could not write", file, errno);

@@ -12,7 +12,24 @@ namespace {
 
 constexpr std::size_t kChunk = 1 << 20;
 
+// Most texts are plain ASCII with nothing to escape; they are copied as they are.
+bool isPlain(std::string_view value) {
+  for (const char c : value) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\') {
+      return false;
+    }
+  }
+  return true;
+}
+
 void appendEscaped(std::string& out, std::string_view value) {
+  if (isPlain(value)) {
+    out.push_back('"');
+    out.append(value);
+    out.push_back('"');
+    return;
+  }
   if (!asokit::text::isValidUtf8(value)) {
     // Broken bytes become U+FFFD, exactly as the JSON library replaces them, rather than failing the
     // whole export over one text.
@@ -131,10 +148,10 @@ void JsonStream::key(std::string_view name) {
   if (level.isArray || afterKey_) {
     throw std::logic_error("a key belongs in an object, before its value");
   }
-  buffer_ += level.count++ == 0 ? "\n" : ",\n";
+  buffer_.append(level.count++ == 0 ? "\n" : ",\n");
   buffer_.append(levels_.size() * 2, ' ');
   appendEscaped(buffer_, name);
-  buffer_ += ": ";
+  buffer_.append(": ", 2);
   afterKey_ = true;
 }
 
@@ -168,9 +185,11 @@ void JsonStream::null() {
 
 void JsonStream::time(asokit::WallTime value) {
   beforeValue();
-  buffer_.push_back('"');
-  appendIsoUtc(buffer_, value);
-  buffer_.push_back('"');
+  char text[kIsoUtcLength + 2];
+  text[0] = '"';
+  writeIsoUtc(text + 1, value);
+  text[kIsoUtcLength + 1] = '"';
+  buffer_.append(text, sizeof text);
 }
 
 void JsonStream::text(const std::optional<std::string>& value) {
