@@ -111,7 +111,11 @@ std::string AsoClient::pacedFetch(const std::string& url, const Headers& headers
       throw AsoError::coolingDown(*left);
     }
     limiter_.wait(cancel);
+    const auto letThrough = monotonic_.now();
     auto response = transport_.fetch(url, headers, cancel);
+    if (response.sendDelay > std::chrono::nanoseconds::zero()) {
+      limiter_.markSent(letThrough + response.sendDelay);
+    }
     if (response.status >= 200 && response.status <= 299) {
       return std::move(response.body);
     }

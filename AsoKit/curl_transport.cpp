@@ -150,7 +150,7 @@ HeaderList headerList(const Headers& headers) {
     checkHeader(name, value);
     callerAccept = callerAccept || sameName(name, "Accept");
     // curl drops a header written "Name:" and sends an empty one for "Name;".
-    append(value.empty() ? name + ";" : name + ": " + value);
+    append(value.empty() ? name + ";" : fmt::format("{}: {}", name, value));
   }
   // curl would send "Accept: */*" of its own accord; the store hears only the caller's headers.
   if (!callerAccept) {
@@ -249,6 +249,7 @@ bool isTlsFailure(CURLcode code) {
 struct Hop {
   HttpResponse response;
   std::optional<std::string> redirect;
+  Clock::time_point sentAt;  // when the request itself went out, after connecting
 };
 
 class CurlTransport final : public HTTPTransport {
@@ -310,10 +311,14 @@ HttpResponse CurlTransport::fetch(const std::string& url, const Headers& headers
   refusePlainHttpAbroad(target);
   const HeaderList list = headerList(headers);
   const std::lock_guard lock(mutex_);
-  const Clock::time_point deadline = Clock::now() + options_.requestTimeout;
+  const Clock::time_point start = Clock::now();
+  const Clock::time_point deadline = start + options_.requestTimeout;
+  std::optional<Clock::time_point> firstSent;
   for (int redirects = 0;; ++redirects) {
     Hop hop = perform(target, list.get(), stop, deadline);
+    firstSent = firstSent.value_or(hop.sentAt);
     if (!hop.redirect) {
+      hop.response.sendDelay = std::max(Clock::duration::zero(), *firstSent - start);
       return std::move(hop.response);
     }
     if (redirects >= options_.maxRedirects) {
@@ -348,6 +353,7 @@ Hop CurlTransport::perform(const Target& target, curl_slist* headers, const std:
   set(CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   // A proxy from the environment must never see loopback traffic; elsewhere it is the user's choice.
   set(CURLOPT_PROXY, target.loopback ? "" : static_cast<const char*>(nullptr));
+  const Clock::time_point performStart = Clock::now();
   const CURLcode code = curl_easy_perform(handle_.get());
   if (code != CURLE_OK) {
     // curl's clock may fire its limit a hair before ours reads the deadline.
@@ -356,6 +362,9 @@ Hop CurlTransport::perform(const Target& target, curl_slist* headers, const std:
   long status = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
   Hop hop;
+  curl_off_t pretransfer = 0;
+  curl_easy_getinfo(handle_.get(), CURLINFO_PRETRANSFER_TIME_T, &pretransfer);
+  hop.sentAt = performStart + std::chrono::microseconds{pretransfer};
   hop.response.status = status;
   hop.response.body = std::move(transfer.body);
   if (status == 301 || status == 302 || status == 303 || status == 307 || status == 308) {

@@ -31,6 +31,17 @@ void RateLimiter::wait(std::stop_token stop) {
   earliestNext_ = now + minInterval_;
 }
 
+void RateLimiter::markSent(MonoTime sentAt) {
+  std::lock_guard lock(mutex_);
+  const auto next = sentAt + minInterval_;
+  if (!earliestNext_ || *earliestNext_ < next) {
+    earliestNext_ = next;
+  }
+  if (shared_) {
+    shared_->markSent(sentAt);
+  }
+}
+
 std::optional<MonoTime> RateLimiter::earliestNext() const {
   std::lock_guard lock(mutex_);
   return earliestNext_;

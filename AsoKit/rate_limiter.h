@@ -22,6 +22,10 @@ class RateLimiter final {
   // requested during the wait; the booking is then left as it was.
   void wait(std::stop_token stop = {});
 
+  // The request let through last went out only at `sentAt` (after connecting): the next slot counts from
+  // then, so the store never sees two requests closer than the interval.
+  void markSent(MonoTime sentAt);
+
   std::optional<MonoTime> earliestNext() const;
   std::chrono::nanoseconds minInterval() const { return minInterval_; }
 

@@ -89,12 +89,12 @@ class SharedPacingFile::Locked final {
     }
     state.bootId = boot;
     state.slotNanos = number(slot);
-    state.holdMillis = number(hold);
+    state.holdNanos = number(hold);
     return state;
   }
 
   bool write(const State& state) const {
-    const auto record = encode(state.bootId, state.slotNanos, state.holdMillis);
+    const auto record = encode(state.bootId, state.slotNanos, state.holdNanos);
     if (::pwrite(fd_, record.data(), record.size(), 0) != static_cast<ssize_t>(record.size())) {
       return false;
     }
@@ -164,16 +164,30 @@ std::optional<MonoTime> SharedPacingFile::claimSlot(MonoTime now, std::chrono::n
   return std::nullopt;
 }
 
+void SharedPacingFile::markSent(MonoTime sentAt) {
+  const Locked locked(file_);
+  if (!locked.ok()) {
+    return;
+  }
+  auto state = locked.read();
+  const auto sentNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(sentAt.time_since_epoch()).count();
+  // Only ever later: another process may have booked a slot after ours meanwhile.
+  if (state.bootId == bootId_ && (!state.slotNanos || *state.slotNanos < sentNanos)) {
+    state.slotNanos = sentNanos;
+    locked.write(state);
+  }
+}
+
 std::optional<WallTime> SharedPacingFile::heldUntil() {
   const Locked locked(file_);
   if (!locked.ok()) {
     return std::nullopt;
   }
   const auto state = locked.read();
-  if (!state.holdMillis) {
+  if (!state.holdNanos) {
     return std::nullopt;
   }
-  return WallTime(std::chrono::duration_cast<WallTime::duration>(std::chrono::milliseconds{*state.holdMillis}));
+  return WallTime(std::chrono::duration_cast<WallTime::duration>(std::chrono::nanoseconds{*state.holdNanos}));
 }
 
 bool SharedPacingFile::hold(WallTime until) {
@@ -185,9 +199,8 @@ bool SharedPacingFile::hold(WallTime until) {
   if (state.bootId.empty()) {
     state.bootId = bootId_;
   }
-  // Rounded up to the millisecond, so the shared deadline is never earlier than the one asked for.
-  const auto millis = std::chrono::ceil<std::chrono::milliseconds>(until.time_since_epoch()).count();
-  state.holdMillis = millis;
+  const auto nanos = std::chrono::duration_cast<std::chrono::nanoseconds>(until.time_since_epoch()).count();
+  state.holdNanos = nanos;
   return locked.write(state);
 }
 
@@ -200,7 +213,7 @@ void SharedPacingFile::releaseHold() {
   if (state.bootId.empty()) {
     state.bootId = bootId_;
   }
-  state.holdMillis.reset();
+  state.holdNanos.reset();
   locked.write(state);
 }
 

@@ -19,6 +19,8 @@ class SharedPacing {
   // Books the machine's request slot at `now` when no process started a request less than `interval`
   // before, and returns nothing. Otherwise books nothing and returns when to ask again.
   virtual std::optional<MonoTime> claimSlot(MonoTime now, std::chrono::nanoseconds interval) = 0;
+  // The request booked last went out only at `sentAt`: moves the machine's slot there when it is later.
+  virtual void markSent(MonoTime sentAt) = 0;
   virtual std::optional<WallTime> heldUntil() = 0;
   // False when the hold could not be shared; the caller then keeps it to itself.
   virtual bool hold(WallTime until) = 0;
@@ -44,6 +46,7 @@ class SharedPacingFile final : public SharedPacing {
   static std::string currentBootId();
 
   std::optional<MonoTime> claimSlot(MonoTime now, std::chrono::nanoseconds interval) override;
+  void markSent(MonoTime sentAt) override;
   std::optional<WallTime> heldUntil() override;
   bool hold(WallTime until) override;
   void releaseHold() override;
@@ -53,8 +56,8 @@ class SharedPacingFile final : public SharedPacing {
  private:
   struct State {
     std::string bootId;
-    std::optional<std::int64_t> slotNanos;   // the monotonic clock's count at the last booked slot
-    std::optional<std::int64_t> holdMillis;  // the hold's deadline, milliseconds since the epoch
+    std::optional<std::int64_t> slotNanos;  // the monotonic clock's count at the last booked slot
+    std::optional<std::int64_t> holdNanos;  // the hold's deadline, nanoseconds since the epoch
   };
   class Locked;
 

@@ -14,6 +14,8 @@ using Headers = std::map<std::string, std::string>;
 struct HttpResponse {
   std::string body;
   std::int64_t status = 0;  // 0 when the answer was not an HTTP answer
+  // How long after the call the request itself went out: connecting and a TLS handshake come first.
+  std::chrono::nanoseconds sendDelay{0};
 };
 
 // The client's one door to the network. A non-2xx status is not an error here; a failure to get an

@@ -56,6 +56,16 @@ TEST_F(ClientTest, KeywordsThatDifferInAnyWayAreSeparateRequestsPacedExactly) {
   EXPECT_EQ(outcome.requestCount, 3);
 }
 
+TEST_F(ClientTest, TheNextSlotCountsFromWhenTheRequestWentOutAfterConnecting) {
+  // The first request spent 300 ms connecting before it went out: the store must still see 1.2 s between
+  // the two requests, so the second waits 1.5 s from the first's release.
+  transport.queue({searchAnswer({"1"}), 200, 300ms});
+  transport.queue({searchAnswer({"1"}), 200});
+  client.rank({{"1", "us", "a"}, {"1", "us", "b"}}, 3);
+  ASSERT_EQ(transport.requests.size(), 2u);
+  EXPECT_EQ(gap(1), 1500ms);
+}
+
 TEST_F(ClientTest, RetriesWithEightAndSixteenSecondBackoffsThenFails) {
   transport.respondWith([](const std::string&) { return HttpResponse{"", 503}; });
   const auto outcome = client.rank({{"1", "us", "a b"}}, 3);

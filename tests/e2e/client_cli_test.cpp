@@ -1,0 +1,202 @@
+// search, hints and lookup run as the user runs them, over loopback HTTPS against the fake store: what
+// goes out on the wire, what comes back on the screen, and how each failure reads.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/e2e/harness.h"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using tovra::e2e::Harness;
+using tovra::e2e::RunResult;
+
+json scenario() {
+  return {{"apps",
+           {{"6443120871",
+             {{"name", "Lumen – Photo Editor"},
+              {"developer", "Brightside Labs"},
+              {"bundleId", "com.brightside.lumen"},
+              {"ratingCount", 48210},
+              {"averageRating", 4.7},
+              {"artwork", "https://icons.invalid/a/512x512bb.jpg"}}},
+            {"1584637209", {{"name", "Collage Studio"}, {"developer", "Tiles"}}}}},
+          {"search",
+           {{"us", {{"photo editor", {"6443120871", "1584637209", "999"}}, {"a&b=c#d%+1\nç", {"1584637209"}}}},
+            {"tr", {{"fotoğraf", {"1584637209", "6443120871"}}}}}},
+          {"hints",
+           {{"us", {{"pho", {"photo editor", json{{"term", "photo booth"}, {"priority", 9000}}}}}},
+            {"gb", {{"pho", {"photo editor", "photo collage"}}}}}},
+          {"faults",
+           {{{"path", "search"}, {"term", "gone"}, {"status", 404}},
+            {{"path", "search"}, {"term", "odd"}, {"reshape", "no-bubbles"}},
+            {{"path", "hints"}, {"term", "json"}, {"reshape", "not-plist"}}}}};
+}
+
+std::string describe(const RunResult& r) {
+  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
+}
+
+class ClientCliTest : public ::testing::Test {
+ protected:
+  Harness h{scenario(), {.https = true}};
+};
+
+TEST_F(ClientCliTest, SearchAsksOnceWithOnlyTheStorefrontHeaderThenLooksTheHeadUp) {
+  const auto r = h.run({"--json", "search", "photo editor", "--country", "US", "--limit", "2"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  const auto answer = json::parse(r.out);
+  EXPECT_EQ(answer["resultCount"], 3);
+  EXPECT_EQ(answer["country"], "US");
+  ASSERT_EQ(answer["apps"].size(), 2u);
+  EXPECT_EQ(answer["apps"][0]["name"], "Lumen – Photo Editor");
+  EXPECT_EQ(answer["apps"][0]["iconURL"], "https://icons.invalid/a/128x128bb.webp");
+  EXPECT_EQ(answer["apps"][0]["ratingCount"], 48210);
+  EXPECT_EQ(answer["apps"][1]["ratingCount"], nullptr);  // unknown stays null, never 0
+
+  const auto requests = h.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  const auto& search = requests[0];
+  EXPECT_EQ(search.endpoint, "search");
+  EXPECT_EQ(search.query, "clientApplication=Software&media=software&term=photo%20editor");
+  EXPECT_EQ(search.header("X-Apple-Store-Front"), "143441,29");
+  for (const auto& request : requests) {
+    EXPECT_FALSE(request.header("User-Agent")) << request.path;
+    EXPECT_FALSE(request.header("Accept")) << request.path;
+    EXPECT_FALSE(request.header("Accept-Encoding")) << request.path;
+  }
+  EXPECT_EQ(requests[1].query, "id=6443120871,1584637209&country=us&lang=en_us");
+  EXPECT_FALSE(requests[1].header("X-Apple-Store-Front"));
+  EXPECT_GE(requests[1].time - requests[0].time, 1.2);        // one process never asks faster
+  EXPECT_EQ(requests[0].remotePort, requests[1].remotePort);  // one connection, reused
+}
+
+TEST_F(ClientCliTest, ATermIsSentPercentEncodedAndCannotAlterTheRequest) {
+  const auto r = h.run({"search", "a&b=c#d%+1\nç", "--country", "us"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  const auto search = h.requests("search");
+  ASSERT_EQ(search.size(), 1u);
+  EXPECT_EQ(search[0].query, "clientApplication=Software&media=software&term=a%26b%3Dc%23d%25%2B1%0A%C3%A7");
+  EXPECT_EQ(search[0].param("term"), "a&b=c#d%+1\nç");
+  EXPECT_THAT(r.out, HasSubstr("Collage Studio"));
+}
+
+TEST_F(ClientCliTest, HumanSearchOutputListsStoreOrderWithDashesForUnknowns) {
+  const auto r = h.run({"search", "fotoğraf", "--country", "tr"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  EXPECT_THAT(r.out, HasSubstr("“fotoğraf” in TR · 2 results"));
+  const auto collage = r.out.find("Collage Studio");
+  const auto lumen = r.out.find("Lumen – Photo Editor");
+  ASSERT_NE(collage, std::string::npos);
+  EXPECT_LT(collage, lumen);
+  EXPECT_THAT(r.out, HasSubstr("—"));
+}
+
+TEST_F(ClientCliTest, HintsKeepTheStoreOrderAndPriorities) {
+  const auto r = h.run({"--json", "hints", "pho", "--country", "us"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  const auto answer = json::parse(r.out);
+  EXPECT_EQ(answer["carriesPriority"], true);
+  EXPECT_EQ(answer["terms"][0], (json{{"position", 1}, {"term", "photo editor"}, {"priority", nullptr}}));
+  EXPECT_EQ(answer["terms"][1]["priority"], 9000);
+  const auto hints = h.requests("hints");
+  ASSERT_EQ(hints.size(), 1u);
+  EXPECT_EQ(hints[0].query, "clientApplication=Software&term=pho");
+  EXPECT_EQ(hints[0].header("X-Apple-Store-Front"), "143441,29");
+
+  const auto human = h.run({"hints", "pho", "--country", "gb"});
+  ASSERT_EQ(human.exitCode, 0) << describe(human);
+  EXPECT_THAT(human.out, HasSubstr("photo collage"));
+}
+
+TEST_F(ClientCliTest, LookupByIdsAndByBundleId) {
+  const auto byIds = h.run({"--json", "lookup", "1584637209", "6443120871", "--country", "de"});
+  ASSERT_EQ(byIds.exitCode, 0) << describe(byIds);
+  const auto apps = json::parse(byIds.out);
+  ASSERT_EQ(apps.size(), 2u);
+  EXPECT_EQ(apps[1]["bundleId"], "com.brightside.lumen");
+  EXPECT_EQ(h.requests("lookup")[0].query, "id=1584637209,6443120871&country=de&lang=de_de");
+
+  const auto byBundle = h.run({"--json", "lookup", "--bundle-id", "com.brightside.lumen", "--country", "us"});
+  ASSERT_EQ(byBundle.exitCode, 0) << describe(byBundle);
+  EXPECT_EQ(json::parse(byBundle.out)[0]["id"], "6443120871");
+  EXPECT_EQ(h.requests("lookup")[1].query, "bundleId=com.brightside.lumen&country=us&lang=en_us");
+
+  const auto unknown = h.run({"lookup", "42424242", "--country", "us"});
+  EXPECT_EQ(unknown.exitCode, 0) << describe(unknown);
+  EXPECT_THAT(unknown.out, HasSubstr("knows no app"));
+}
+
+struct FailureCase {
+  const char* name;
+  std::vector<std::string> args;
+  int exitCode;
+  std::string stderrStart;
+  std::size_t requests;
+};
+
+class ClientCliFailure : public ClientCliTest, public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(ClientCliFailure, PrintsTheErrorsOwnTextAndExits) {
+  const auto& c = GetParam();
+  const auto r = h.run(c.args);
+  EXPECT_EQ(r.exitCode, c.exitCode) << describe(r);
+  EXPECT_THAT(r.err, StartsWith(c.stderrStart)) << describe(r);
+  EXPECT_TRUE(r.out.empty()) << describe(r);
+  EXPECT_EQ(h.requests().size(), c.requests);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ClientCliFailure,
+    ::testing::Values(
+        FailureCase{"UnknownStorefront",
+                    {"search", "x", "--country", "uk"},
+                    1,
+                    "bilinmeyen storefront 'uk' — X-Apple-Store-Front tablosunda yok. ",
+                    0},
+        FailureCase{"EmptyStorefront", {"hints", "x", "--country", ""}, 1, "bilinmeyen storefront '' — ", 0},
+        FailureCase{
+            "NotFoundIsNotRetried", {"search", "gone", "--country", "us"}, 1, "HTTP 404 — https://127.0.0.1:", 1},
+        FailureCase{"ReshapedSearch",
+                    {"search", "odd", "--country", "us"},
+                    1,
+                    "cevap şekli tanınmadı: 'bubbles' yok (uç değişmiş olabilir — sessiz sıfır döndürmüyorum)",
+                    1},
+        FailureCase{"JsonWhereAPlistBelongs",
+                    {"hints", "json", "--country", "us"},
+                    1,
+                    "cevap şekli tanınmadı: hints: kök plist sözlüğü değil",
+                    1},
+        FailureCase{"MissingCountryIsUsage", {"search", "x"}, 2, "--country is required", 0},
+        FailureCase{"IdsAndBundleTogether",
+                    {"lookup", "1", "--bundle-id", "a.b.c", "--country", "us"},
+                    2,
+                    "Give app ids or --bundle-id, not both.",
+                    0},
+        FailureCase{"NotAnId", {"lookup", "12x", "--country", "us"}, 2, "“12x” is not an app id", 0},
+        FailureCase{"InvalidUtf8", {"search", "\xff\xfe", "--country", "us"}, 2, "The term is not valid UTF-8", 0}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(ClientCliTest, NetworkFailuresReadClearly) {
+  // Nothing listens on port 1 of loopback.
+  const auto refused = h.run({"search", "x", "--country", "us"}, {.env = {{"TOVRA_SEARCH_URL", "http://127.0.0.1:1"}}});
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_THAT(refused.err, HasSubstr("Could not connect to 127.0.0.1 port 1"));
+
+  // Plain http leaves this computer for nobody: refused before any traffic (not even a name look-up).
+  const auto plain =
+      h.run({"search", "x", "--country", "us"}, {.env = {{"TOVRA_SEARCH_URL", "http://search.invalid"}}});
+  EXPECT_EQ(plain.exitCode, 1);
+  EXPECT_THAT(plain.err, HasSubstr("Refusing plain http to search.invalid"));
+
+  // Without the fake store's certificate the TLS handshake fails.
+  const auto untrusted = h.run({"search", "x", "--country", "us"}, {.env = {{"TOVRA_CA_FILE", std::nullopt}}});
+  EXPECT_EQ(untrusted.exitCode, 1);
+  EXPECT_THAT(untrusted.err, HasSubstr("TLS"));
+  EXPECT_TRUE(h.requests().empty());
+}
+
+}  // namespace
