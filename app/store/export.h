@@ -29,6 +29,14 @@ inline constexpr std::string_view kExportWhyJson =
     "query was measured and the app was not inside the depth the App Store returned. It never means 0, and it never "
     "means the measurement failed — a failed measurement writes no observation at all.";
 
+// The top-level object; its five lists (apps, researchSpaces, runs, ladders, hintProbes) are written as
+// they are read rather than held.
+struct ExportedStore {
+  asokit::WallTime exportedAt;
+  std::string generatedBy;
+  std::string note;
+};
+
 struct ExportedApp {
   std::string appStoreId;
   std::string displayName;

@@ -8,6 +8,7 @@
 
 #include "app/store/launch_alert.h"
 #include "app/store/store_error.h"
+#include "app/store/transaction.h"
 #include "fixtures.h"
 #include "temp_dir.h"
 
@@ -204,9 +205,11 @@ TEST_F(BootstrapTest, ATruncatedStoreIsMovedAside) {
   makeStore("1.0.0");
   {
     auto store = Store::open(storeFile);
+    Transaction transaction(*store);
     for (int i = 0; i < 300; ++i) {
       store->apps().insert(makeApp(std::to_string(1000 + i), std::string(300, 'n')));
     }
+    transaction.commit();
   }
   fs::resize_file(storeFile, fs::file_size(storeFile) / 3);
   const std::string truncated = bytesOf(storeFile);

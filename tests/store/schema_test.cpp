@@ -8,6 +8,7 @@
 
 #include "app/store/store.h"
 #include "app/store/store_error.h"
+#include "app/store/transaction.h"
 #include "fixtures.h"
 #include "temp_dir.h"
 
@@ -272,9 +273,11 @@ TEST_F(ContainerCheckTest, GarbageIsRefused) {
 TEST_F(ContainerCheckTest, ATruncatedStoreIsRefused) {
   {
     auto store = Store::open(file);
+    Transaction transaction(*store);
     for (int i = 0; i < 300; ++i) {
       store->apps().insert(makeApp(std::to_string(1000 + i), std::string(200, 'n')));
     }
+    transaction.commit();
   }
   std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
   expectRefusedUntouched(StoreError::Kind::damaged);
