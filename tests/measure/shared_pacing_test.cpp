@@ -122,10 +122,16 @@ TEST_F(HoldFixture, AHoldStartedByOneProcessRefusesAnotherWithoutTraffic) {
   EXPECT_EQ(first.cooldownSecondsLeft(), std::nullopt);
 }
 
-TEST_F(HoldFixture, TheSharedDeadlineKeepsSubSecondPrecisionRoundedUp) {
+TEST_F(HoldFixture, TheSharedDeadlineIsExactSoSecondsLeftRoundUpAsInOneProcess) {
   asokit::AsoClient client(transport, clock.monotonic(), clock.wall(), configFor());
   client.hold(clock.wallNow() + 42300ms);
   asokit::AsoClient other(transport, clock.monotonic(), clock.wall(), configFor());
+  EXPECT_EQ(other.cooldownSecondsLeft(), 43);
+  // Written and read back, a hold of exactly 900 s still shows 15:00, not 15:01.
+  client.hold(clock.wallNow() + 900s + 1ns);
+  clock.advance(1ns);
+  EXPECT_EQ(other.cooldownSecondsLeft(), 900);
+  clock.advance(900s - 42300ms);
   EXPECT_EQ(other.cooldownSecondsLeft(), 43);
   clock.advance(42300ms);
   EXPECT_EQ(other.cooldownSecondsLeft(), std::nullopt);
