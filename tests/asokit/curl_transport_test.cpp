@@ -19,7 +19,6 @@ namespace {
 using asokit::CurlTransportOptions;
 using asokit::Headers;
 using asokit::HTTPTransport;
-using asokit::TransportError;
 using tovra::test::LoopbackServer;
 using namespace tovra::test;
 using namespace std::chrono_literals;
@@ -163,9 +162,10 @@ class SilentListener final {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(fd_, 4);
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length);
+    if (bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd_, 4) != 0 ||
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+      ADD_FAILURE() << "could not set up a silent listener";
+    }
     port_ = ntohs(address.sin_port);
   }
   ~SilentListener() { close(fd_); }

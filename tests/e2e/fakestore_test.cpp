@@ -48,7 +48,7 @@ std::vector<std::string> tenIds() {
   return ids;
 }
 
-json scenario(json extra = json::object()) {
+json scenario(const json& extra = json::object()) {
   json s = {{"apps", apps()},
             {"search",
              {{"us", {{"photo editor", {{"ids", tenIds()}, {"padTo", 40}}}, {"café & co+", {"1000000003"}}}},
@@ -60,7 +60,7 @@ json scenario(json extra = json::object()) {
 
 class FakeStoreTest : public ::testing::Test {
  protected:
-  explicit FakeStoreTest(json extra = json::object()) : store_(scenario(std::move(extra))) {}
+  explicit FakeStoreTest(const json& extra = json::object()) : store_(scenario(extra)) {}
 
   asokit::HttpResponse get(const std::string& url, const asokit::Headers& headers = kUs) {
     return transport_->fetch(url, headers, {});
@@ -201,6 +201,7 @@ class StormTest : public FakeStoreTest {
 
 TEST_F(StormTest, AnswersForbiddenAfterTheGivenNumberOfRequests) {
   std::vector<long> statuses;
+  statuses.reserve(5);
   for (int i = 0; i < 5; ++i) {
     statuses.push_back(get(i % 2 ? asokit::lookup::idsUrl(store_.baseUrl(), {"1"}, "us") : searchUrl("x"),
                            i % 2 ? asokit::Headers{} : kUs)

@@ -64,6 +64,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   }
   argv.push_back(nullptr);
   std::vector<char*> envp;
+  envp.reserve(variables.size() + 1);
   for (std::string& variable : variables) {
     envp.push_back(variable.data());
   }

@@ -65,9 +65,9 @@ bool isAppId(const std::string& id) {
 }
 
 std::string appIdAt(const json& value, const std::string& where) {
-  const std::string id = value.is_number_unsigned() ? std::to_string(value.get<std::uint64_t>())
-                         : value.is_string()        ? value.get<std::string>()
-                                                    : std::string();
+  std::string id = value.is_number_unsigned() ? std::to_string(value.get<std::uint64_t>())
+                   : value.is_string()        ? value.get<std::string>()
+                                              : std::string();
   if (!isAppId(id)) {
     refuse(where, "an app id is a string of digits");
   }
@@ -316,7 +316,7 @@ Scenario parseScenario(std::string_view text) {
       const std::string where = fmt::format("search.{}", countryAt(country, "search." + country));
       for (const auto& [term, value] : objectAt(terms, where).items()) {
         scenario.search[country][term] =
-            readResult(value, fmt::format("{}.\"{}\"", where, term), country + "|" + term, scenario);
+            readResult(value, fmt::format("{}.\"{}\"", where, term), fmt::format("{}|{}", country, term), scenario);
       }
     }
   }

@@ -95,7 +95,7 @@ StoreServer::StoreServer(Scenario scenario, RequestLog& log, bool https)
   }
   // One long-lived connection per client, as the store keeps them.
   server_->set_keep_alive_max_count(100000);
-  server_->set_payload_max_length(64 * 1024);
+  server_->set_payload_max_length(std::size_t{64} * 1024);
   const auto route = [this](std::optional<Endpoint> endpoint) {
     return [this, endpoint](const httplib::Request& request, httplib::Response& response) {
       answer(endpoint, request, response);
@@ -245,7 +245,7 @@ void StoreServer::answer(std::optional<Endpoint> endpoint, const httplib::Reques
 
   response.status = reply.status;
   if (!reply.hangUp) {
-    response.set_content(reply.body, reply.contentType.c_str());
+    response.set_content(reply.body, reply.contentType);
     return;
   }
   // Announce the whole body, send half of it and give up: the client sees the connection close early.
