@@ -2,11 +2,19 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "AsoKit/json_codec.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/research_cli.h"
+#include "app/cli/watchlist_cli.h"
+#include "app/research/hint_probe_model.h"
+#include "app/research/keep_term.h"
+#include "app/store/dates.h"
+#include "app/store/hint_probe_store.h"
+#include "app/store/store.h"
 
 namespace tovra::cli {
 namespace {
@@ -46,28 +54,92 @@ void runSearch(Context& context, const SearchArgs& args) {
   table.print(out);
 }
 
-void runHints(Context& context, const std::string& prefix, const std::string& country) {
-  requireUtf8(prefix, "The prefix");
-  const auto outcome = context.client().hints(prefix, country, context.cancel().get_token());
+struct HintsArgs {
+  std::string prefix;
+  std::string country;
+  std::string keep;                   // an app's id or "space:NAME"
+  std::vector<std::int64_t> pick{1};  // the positions of the hints to keep
+};
+
+// Keeps the picked hints for an app (which then measures them) or in a research space, carried from a
+// store hint.
+std::vector<std::string> keepHints(Context& context, const HintsArgs& args, const asokit::HintsOutcome& outcome,
+                                   nlohmann::json& json) {
+  Watchlist watchlist(context);
+  const auto owner = requireOwner(watchlist.store(), args.keep);
+  const auto target = owner.app ? research::KeepTarget{*owner.app} : research::KeepTarget{*owner.space};
+  std::vector<std::string> lines;
+  json = nlohmann::json::array();
+  for (const auto position : args.pick) {
+    const auto term = std::find_if(outcome.terms.begin(), outcome.terms.end(),
+                                   [&](const asokit::HintTerm& t) { return t.position == position; });
+    if (term == outcome.terms.end()) {
+      throw CommandError(Exit::usage, fmt::format("There is no hint at position {} to keep.", position));
+    }
+    research::KeptTerm kept;
+    watchlist.edit([&] {
+      kept = research::keepTerm(watchlist.writer(), target, term->term, outcome.country,
+                                research::KeywordProvenance::carriedFromStoreHint);
+    });
+    lines.push_back(research::keptText(kept, target));
+    json.push_back({{"term", kept.keyword}, {"country", kept.country}, {"alreadyAdded", kept.alreadyThere}});
+  }
+  return lines;
+}
+
+void runHints(Context& context, const HintsArgs& args) {
+  requireUtf8(args.prefix, "The prefix");
+  // The answer is kept as a probe, and today's probe of the same prefix answers again without a request.
+  auto& store = context.store();
+  store::HintProbeStore probes(store);
+  const auto cancel = context.cancel().get_token();
+  research::HintProbeModel model(
+      [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, probes,
+      requestGate(context), context.wall(), userCalendar());
+  model.setOnForbidden(holdOnRefusal(context));
+  model.ask(args.prefix, args.country);
+  if (model.failure()) {
+    throw CommandError(model.waited() || model.refused() ? Exit::refused : Exit::failed, *model.failure());
+  }
+  const auto& outcome = *model.outcome();
+  nlohmann::json kept = nullptr;
+  std::vector<std::string> keptLines;
+  if (!args.keep.empty()) {
+    keptLines = keepHints(context, args, outcome, kept);
+  }
+  const bool saveFailed = model.storeNote() && !model.servedFromStore();
   if (context.json) {
-    printJson(context.out(), outcome);
-    return;
+    nlohmann::json out = outcome;
+    out["servedFromStore"] = model.servedFromStore();
+    out["observedAt"] = store::isoUtc(*model.observedAt());
+    out["saveFailure"] = saveFailed ? nlohmann::json(*model.storeNote()) : nlohmann::json(nullptr);
+    out["kept"] = kept;
+    printJson(context.out(), out);
+  } else {
+    auto& out = context.out();
+    out << fmt::format("Store hints for “{}” in {}{}{} {}\n", outcome.prefix, upperCountry(outcome.country), kDot,
+                       outcome.terms.size(), outcome.terms.size() == 1 ? "hint" : "hints");
+    if (model.servedFromStore()) {
+      out << *model.storeNote() << "\n";
+    }
+    if (!outcome.terms.empty()) {
+      std::vector<std::string> headers{"#", "Hint"};
+      if (outcome.carriesPriority) {
+        headers.emplace_back("Priority");
+      }
+      Table table(headers);
+      for (const auto& term : outcome.terms) {
+        table.add({std::to_string(term.position), term.term, optionalText(term.priority)});
+      }
+      table.print(out);
+    }
+    for (const auto& line : keptLines) {
+      out << line << "\n";
+    }
   }
-  auto& out = context.out();
-  out << fmt::format("Store hints for “{}” in {}{}{} {}\n", outcome.prefix, upperCountry(outcome.country), kDot,
-                     outcome.terms.size(), outcome.terms.size() == 1 ? "hint" : "hints");
-  if (outcome.terms.empty()) {
-    return;
+  if (saveFailed) {
+    throw CommandError(Exit::failed, *model.storeNote());
   }
-  std::vector<std::string> headers{"#", "Hint"};
-  if (outcome.carriesPriority) {
-    headers.emplace_back("Priority");
-  }
-  Table table(headers);
-  for (const auto& term : outcome.terms) {
-    table.add({std::to_string(term.position), term.term, optionalText(term.priority)});
-  }
-  table.print(out);
 }
 
 void printApps(Context& context, const std::vector<asokit::AppInfo>& apps) {
@@ -131,11 +203,17 @@ const bool registered = [] {
        10});
   registerCommand({"hints",
                    [](CLI::App& app, Context& context) {
-                     auto args = std::make_shared<std::pair<std::string, std::string>>();
+                     auto args = std::make_shared<HintsArgs>();
                      auto* sub = app.add_subcommand("hints", "The store's autocomplete hints for a prefix");
-                     sub->add_option("prefix", args->first, "The typed prefix, sent exactly as given")->required();
-                     sub->add_option("--country", args->second, "Storefront country code, e.g. us")->required();
-                     sub->callback([args, &context] { runHints(context, args->first, args->second); });
+                     sub->add_option("prefix", args->prefix, "The typed prefix, sent exactly as given")->required();
+                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+                     auto* keep =
+                         sub->add_option("--keep", args->keep,
+                                         "Keep a hint for a tracked app (its id) or in a research space (space:NAME)");
+                     sub->add_option("--pick", args->pick, "The position of the hint to keep (default: the first)")
+                         ->needs(keep)
+                         ->check(CLI::PositiveNumber);
+                     sub->callback([args, &context] { runHints(context, *args); });
                    },
                    11});
   registerCommand({"lookup",

@@ -3,13 +3,10 @@
 #include <fmt/format.h>
 
 #include "app/research/keyword_key.h"
-#include "app/store/store.h"
 #include "app/store/watchlist_writer.h"
 
 namespace tovra::research {
 namespace {
-
-constexpr std::string_view kSpacePrefix = "space:";
 
 std::string upper(std::string code) {
   for (auto& c : code) {
@@ -27,32 +24,6 @@ std::string KeepTarget::label() const {
     return app->displayName;
   }
   return std::get<store::ResearchSpace>(owner).name;
-}
-
-KeepTarget findKeepTarget(store::Store& store, std::string_view text) {
-  if (text.substr(0, kSpacePrefix.size()) == kSpacePrefix) {
-    const auto name = collapseWhitespace(text.substr(kSpacePrefix.size()));
-    std::optional<store::ResearchSpace> found;
-    for (const auto& space : store.spaces().all()) {
-      if (collapseWhitespace(space.name) != name) {
-        continue;
-      }
-      if (found) {
-        throw KeepTargetError("Two research spaces are named “" + name + "”; rename one first.");
-      }
-      found = space;
-    }
-    if (!found) {
-      throw KeepTargetError("No research space is named “" + name + "”.");
-    }
-    return KeepTarget{*found};
-  }
-  const auto id = collapseWhitespace(text);
-  if (auto app = store.apps().findByAppStoreId(id)) {
-    return KeepTarget{*app};
-  }
-  throw KeepTargetError("No tracked app has the App Store ID “" + id +
-                        "”; track it first, or name a space as space:NAME.");
 }
 
 KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std::string_view term,

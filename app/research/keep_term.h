@@ -10,9 +10,8 @@
 #include "app/store/records.h"
 
 namespace tovra::store {
-class Store;
 class WatchlistWriter;
-}  // namespace tovra::store
+}
 
 namespace tovra::research {
 
@@ -24,15 +23,11 @@ struct KeepTarget {
   std::string label() const;
 };
 
-// A target the user named that does not exist, or names two spaces; its text says which.
+// A term that cannot be kept (an empty one, or none searched yet); its text says why.
 class KeepTargetError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-// "space:NAME" names a research space by its name (trimmed); anything else a tracked app by its App Store
-// ID. Throws KeepTargetError in words; StoreError when the store cannot be read.
-KeepTarget findKeepTarget(store::Store& store, std::string_view text);
 
 struct KeptTerm {
   std::string keyword;        // as kept: whitespace collapsed

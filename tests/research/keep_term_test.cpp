@@ -22,15 +22,6 @@ class KeepTermTest : public ::testing::Test {
   store::ResearchSpace space;
 };
 
-TEST_F(KeepTermTest, FindsAnAppByItsIdAndASpaceByItsName) {
-  EXPECT_EQ(std::get<store::TrackedApp>(findKeepTarget(*store, "1234567890").owner).rowId, app.rowId);
-  EXPECT_EQ(std::get<store::ResearchSpace>(findKeepTarget(*store, "space:  Travel   ideas ").owner).rowId, space.rowId);
-  EXPECT_THROW(findKeepTarget(*store, "999"), KeepTargetError);
-  EXPECT_THROW(findKeepTarget(*store, "space:Nope"), KeepTargetError);
-  writer.createSpace(randomUuid(), "Travel ideas");
-  EXPECT_THROW(findKeepTarget(*store, "space:Travel ideas"), KeepTargetError) << "two spaces of that name";
-}
-
 TEST_F(KeepTermTest, AHintKeptForAnAppIsTrackedAsCarriedFromAStoreHint) {
   const KeepTarget target{app};
   const auto kept = keepTerm(writer, target, "  Photo  Collage ", " US", KeywordProvenance::carriedFromStoreHint);

@@ -1,0 +1,121 @@
+#include "app/cli/research_cli.h"
+
+#include <fmt/format.h>
+
+#include "AsoKit/shared_pacing.h"
+#include "app/cli/context.h"
+#include "app/cli/output.h"
+#include "app/research/measurement_presence.h"
+#include "app/shell/zoned_calendar.h"
+#include "app/store/dates.h"
+
+namespace tovra::cli {
+namespace {
+
+nlohmann::json timeOrNull(const std::optional<asokit::WallTime>& time) {
+  return time ? nlohmann::json(store::isoUtc(*time)) : nlohmann::json(nullptr);
+}
+
+template <class T>
+nlohmann::json orNull(const std::optional<T>& value) {
+  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
+
+std::unique_ptr<shell::ZonedCalendar> makeCalendar() {
+  try {
+    return std::make_unique<shell::ZonedCalendar>();
+  } catch (const std::exception&) {
+    return std::make_unique<shell::ZonedCalendar>("UTC");
+  }
+}
+
+}  // namespace
+
+const asokit::Calendar& userCalendar() {
+  static const auto calendar = makeCalendar();
+  return *calendar;
+}
+
+bool measurementRunning() {
+  return research::MeasurementPresence(asokit::SharedPacingFile::defaultDirectory()).running();
+}
+
+research::RequestGate requestGate(Context& context) {
+  return research::RequestGate([] { return measurementRunning(); },
+                               [&context] { return context.client().cooldownSecondsLeft(); });
+}
+
+std::function<void()> holdOnRefusal(Context& context) {
+  return [&context] { research::holdAfterRefusal(context.client(), context.wall().now()); };
+}
+
+nlohmann::json toJson(const std::optional<research::KeywordDifficulty>& difficulty) {
+  if (!difficulty) {
+    return nullptr;
+  }
+  return {{"medianRatings", difficulty->medianRatings},
+          {"knownCount", difficulty->knownCount},
+          {"sampled", difficulty->sampled},
+          {"z", difficulty->z},
+          {"band", research::bandRaw(difficulty->band)}};
+}
+
+nlohmann::json toJson(const research::AutocompleteReach& reach) {
+  return {{"band", research::bandRaw(reach.band)},
+          {"letters", orNull(reach.letters)},
+          {"position", orNull(reach.position)},
+          {"keywordLength", reach.keywordLength},
+          {"asOf", timeOrNull(reach.asOf)}};
+}
+
+nlohmann::json toJson(const research::KeywordSignals& signals) {
+  return {{"keyword", signals.keyword},
+          {"country", signals.country},
+          {"difficulty", toJson(signals.difficulty)},
+          {"difficultyAsOf", timeOrNull(signals.difficultyAsOf)},
+          {"difficultySource", orNull(signals.difficultySource)},
+          {"reach", toJson(signals.reach)}};
+}
+
+nlohmann::json toJson(const research::SignalsCheck::Summary& summary) {
+  return {{"ladderFetched", summary.ladderFetched},
+          {"probesAsked", summary.probesAsked},
+          {"failed", summary.failed},
+          {"halted", summary.halted},
+          {"lastFailure", orNull(summary.lastFailure)},
+          {"converged", summary.converged}};
+}
+
+nlohmann::json toJson(const research::SignalsCheck::ProbeStep& step) {
+  return {{"prefix", step.prefix},
+          {"letters", step.letters},
+          {"position", orNull(step.position)},
+          {"servedFromStore", step.servedFromStore},
+          {"observedAt", store::isoUtc(step.observedAt)}};
+}
+
+std::string difficultyLine(const std::optional<research::KeywordDifficulty>& difficulty) {
+  if (!difficulty) {
+    return std::string(kEmDash);
+  }
+  return fmt::format("{}{}{}{}{} of {} counts known", research::bandName(difficulty->band), kDot,
+                     research::difficultyCaption(*difficulty), kDot, difficulty->knownCount, difficulty->sampled);
+}
+
+std::string reachLine(const research::AutocompleteReach& reach) {
+  using Band = research::AutocompleteReach::Band;
+  const auto band = std::string(research::bandName(reach.band));
+  switch (reach.band) {
+    case Band::strong:
+    case Band::moderate:
+      return fmt::format("{}{}listed at {} of {} letters{}position {}", band, kDot, reach.letters.value_or(0),
+                         reach.keywordLength, kDot, reach.position.value_or(0));
+    case Band::none:
+      return band + std::string(kDot) + "not listed even for the full keyword";
+    case Band::notAsked:
+      break;
+  }
+  return band;
+}
+
+}  // namespace tovra::cli

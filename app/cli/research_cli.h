@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "AsoKit/calendar.h"
+#include "app/research/autocomplete_reach.h"
+#include "app/research/keyword_difficulty.h"
+#include "app/research/keyword_signals.h"
+#include "app/research/request_gate.h"
+#include "app/research/signals_check.h"
+
+// What the research commands (discover, signals, hints, check) share: the user's calendar, whether the
+// store may be asked now, the hold after a refusal, and the JSON forms of the research values.
+namespace tovra::cli {
+
+class Context;
+
+// The user's calendar (TZ, else /etc/localtime); UTC when the system names no zone the database knows.
+const asokit::Calendar& userCalendar();
+// Whether a measurement run holds the store in any Tovra process of the user.
+bool measurementRunning();
+// A run anywhere, then the client's hold (shared by every Tovra process).
+research::RequestGate requestGate(Context& context);
+// What a refusal does: the 900 s hold every process keeps, unless one already counts down.
+std::function<void()> holdOnRefusal(Context& context);
+
+nlohmann::json toJson(const std::optional<research::KeywordDifficulty>& difficulty);
+nlohmann::json toJson(const research::AutocompleteReach& reach);
+nlohmann::json toJson(const research::KeywordSignals& signals);
+nlohmann::json toJson(const research::SignalsCheck::Summary& summary);
+nlohmann::json toJson(const research::SignalsCheck::ProbeStep& step);
+
+// "Medium · median 1.5k ratings · 8 of 10 counts known", or the em dash.
+std::string difficultyLine(const std::optional<research::KeywordDifficulty>& difficulty);
+// "Strong · listed at 4 of 9 letters · position 2", "None · not listed even for the full keyword",
+// "Not asked".
+std::string reachLine(const research::AutocompleteReach& reach);
+
+}  // namespace tovra::cli

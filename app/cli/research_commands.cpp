@@ -1,0 +1,372 @@
+// Keyword research on the command line: discover a term's results in the store's order, read a keyword's
+// signals, and check one keyword once for a tracked app.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+#include "AsoKit/json_codec.h"
+#include "AsoKit/text.h"
+#include "app/cli/command.h"
+#include "app/cli/context.h"
+#include "app/cli/output.h"
+#include "app/cli/research_cli.h"
+#include "app/cli/watchlist_cli.h"
+#include "app/cli/watchlist_json.h"
+#include "app/measure/measurement_runner.h"
+#include "app/research/discover_model.h"
+#include "app/research/keep_term.h"
+#include "app/research/keyword_check_model.h"
+#include "app/research/keyword_key.h"
+#include "app/research/signals_check.h"
+#include "app/store/dates.h"
+#include "app/store/store.h"
+
+namespace tovra::cli {
+namespace {
+
+std::string countText(const std::optional<std::int64_t>& value) {
+  return value ? std::to_string(*value) : std::string(kEmDash);
+}
+
+std::string averageText(const std::optional<double>& value) {
+  return value ? fmt::format("{:.2f}", *value) : std::string(kEmDash);
+}
+
+std::string requireKeyword(const std::string& text, std::string_view what) {
+  requireUtf8(text, what);
+  auto keyword = research::collapseWhitespace(text);
+  if (keyword.empty()) {
+    throw CommandError(Exit::usage, std::string(what) + " is blank.");
+  }
+  return keyword;
+}
+
+// ---- discover ----
+
+struct DiscoverArgs {
+  std::string term;
+  std::string country;
+  std::int64_t limit = 25;
+  std::string track;
+};
+
+// Tracks the searched term for `appStoreId`: a row of the results opens a track draft (tracking the app
+// when it is not yet), an app already tracked gets the term; both carry it from the search.
+std::string trackFromDiscover(Watchlist& watchlist, const research::DiscoverModel& model, Context& context,
+                              const std::string& appStoreId, nlohmann::json& json) {
+  std::string line;
+  if (auto draft = model.openTrackDraft(appStoreId, context.monotonic())) {
+    store::WatchlistWriter::Receipt receipt;
+    watchlist.edit([&] { receipt = research::confirmTrackDraft(watchlist.store(), watchlist.writer(), *draft); });
+    const research::KeptTerm kept{
+        *model.searchedTerm(), *model.searchedCountry(), receipt.createdQueries.empty(),
+        receipt.createdQueries.empty() ? std::nullopt : std::optional(receipt.createdQueries.front())};
+    line = research::keptText(kept, research::KeepTarget{receipt.app});
+    if (receipt.createdApp) {
+      line = receipt.app.displayName + " is now tracked" + std::string(kDot) + line;
+    }
+    json = {{"app", toJson(watchlist.store(), receipt.app)},
+            {"createdApp", receipt.createdApp},
+            {"alreadyAdded", kept.alreadyThere}};
+    return line;
+  }
+  const auto app = requireApp(watchlist.store(), appStoreId);
+  research::KeptTerm kept;
+  watchlist.edit([&] {
+    kept = research::keepTerm(watchlist.writer(), research::KeepTarget{app}, *model.searchedTerm(),
+                              *model.searchedCountry(), research::KeywordProvenance::carriedFromSearch);
+  });
+  json = {{"app", toJson(watchlist.store(), app)}, {"createdApp", false}, {"alreadyAdded", kept.alreadyThere}};
+  return research::keptText(kept, research::KeepTarget{app});
+}
+
+void runDiscover(Context& context, const DiscoverArgs& args) {
+  const auto term = requireKeyword(args.term, "The term");
+  const auto country = requireCountry(args.country);
+  Watchlist watchlist(context);
+  const auto cancel = context.cancel().get_token();
+  research::DiscoverModel model(
+      [&](const std::string& t, const std::string& c) { return context.client().search(t, c, args.limit, cancel); },
+      watchlist.store(), context.wall());
+  model.setOnForbidden(holdOnRefusal(context));
+  model.setTerm(term);
+  model.setCountry(country);
+  model.search();
+  if (model.failure()) {
+    const auto lines = model.statusLines();
+    throw CommandError(model.refused() ? Exit::refused : Exit::failed, fmt::format("{}", fmt::join(lines, "\n")));
+  }
+
+  nlohmann::json tracked = nullptr;
+  std::optional<std::string> trackLine;
+  if (!args.track.empty()) {
+    trackLine =
+        trackFromDiscover(watchlist, model, context, std::string(asokit::text::trimWhitespace(args.track)), tracked);
+  }
+
+  if (context.json) {
+    nlohmann::json apps = nlohmann::json::array();
+    for (const auto& app : model.results()) {
+      apps.push_back(app);
+    }
+    printJson(context.out(), {{"term", *model.searchedTerm()},
+                              {"country", *model.searchedCountry()},
+                              {"resultCount", *model.resultCount()},
+                              {"source", *model.source()},
+                              {"searchedAt", store::isoUtc(*model.lastSearchAt())},
+                              {"unchanged", model.unchanged()},
+                              {"saveFailure", model.saveFailure() ? nlohmann::json(*model.saveFailure()) : nullptr},
+                              {"apps", apps},
+                              {"tracked", tracked}});
+  } else {
+    auto& out = context.out();
+    out << fmt::format("“{}” in {}{}{} {}{}{}\n", *model.searchedTerm(), upperCountry(*model.searchedCountry()), kDot,
+                       *model.resultCount(), *model.resultCount() == 1 ? "result" : "results", kDot,
+                       research::discoverText::kStorePosition);
+    if (!model.results().empty()) {
+      Table table({"#", "App", "Developer", "Ratings", "Average", "Id"});
+      for (const auto& app : model.results()) {
+        table.add({std::to_string(app.position), app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
+                   countText(app.ratingCount), averageText(app.averageRating), app.id});
+      }
+      table.print(out);
+    }
+    for (const auto& line : model.statusLines()) {
+      if (!model.saveFailure() || line != *model.saveFailure()) {
+        out << line << "\n";
+      }
+    }
+    if (trackLine) {
+      out << *trackLine << "\n";
+    }
+  }
+  if (model.saveFailure()) {
+    throw CommandError(Exit::failed, *model.saveFailure());
+  }
+}
+
+// ---- signals ----
+
+struct SignalsArgs {
+  std::string keyword;
+  std::string country;
+  bool explain = false;
+};
+
+std::string stepText(const research::SignalsCheck::ProbeStep& step) {
+  auto text = step.position ? fmt::format("listed at position {}", *step.position) : std::string("not listed");
+  if (step.servedFromStore) {
+    text += std::string(kDot) + "from today's stored probe";
+  }
+  return text;
+}
+
+void runSignals(Context& context, const SignalsArgs& args) {
+  const auto keyword = requireKeyword(args.keyword, "The keyword");
+  const auto country = requireCountry(args.country);
+  auto& store = context.store();
+  const auto cancel = context.cancel().get_token();
+  research::SignalsCheck check(
+      [&](const std::string& t, const std::string& c) {
+        return context.client().search(t, c, static_cast<std::int64_t>(research::kDifficultySample), cancel);
+      },
+      [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, store,
+      requestGate(context), context.wall(), userCalendar());
+  check.setOnForbidden(holdOnRefusal(context));
+  if (check.start(keyword, country) == research::SignalsCheck::Start::waiting) {
+    throw CommandError(Exit::refused, *check.waitReason());
+  }
+  const auto& summary = std::get<research::SignalsCheck::Finished>(check.phase()).summary;
+  const auto& signals = *check.signals();
+
+  if (context.json) {
+    nlohmann::json probes = nlohmann::json::array();
+    for (const auto& step : check.steps()) {
+      probes.push_back(toJson(step));
+    }
+    nlohmann::json out{{"signals", toJson(signals)},
+                       {"summary", toJson(summary)},
+                       {"probes", probes},
+                       {"saveFailure", check.saveFailure() ? nlohmann::json(*check.saveFailure()) : nullptr}};
+    if (args.explain) {
+      out["help"] = research::signalsHelp();
+    }
+    printJson(context.out(), out);
+  } else {
+    auto& out = context.out();
+    out << fmt::format("“{}” in {}\n", signals.keyword, upperCountry(signals.country));
+    Table table({"Signal", "Reading"});
+    table.add({"Difficulty", difficultyLine(signals.difficulty)});
+    table.add({"Reach", reachLine(signals.reach)});
+    table.print(out);
+    out << fmt::format("{} hint probe{} asked{}{}\n", summary.probesAsked, summary.probesAsked == 1 ? "" : "s", kDot,
+                       summary.converged ? "the shortest listing prefix is settled" : "not settled");
+    if (!check.steps().empty()) {
+      Table probes({"Prefix", "Letters", "Keyword"});
+      for (const auto& step : check.steps()) {
+        probes.add({"“" + step.prefix + "”", std::to_string(step.letters), stepText(step)});
+      }
+      probes.print(out);
+    }
+    if (args.explain) {
+      out << "\n";
+      for (const auto& line : research::signalsHelp()) {
+        out << line << "\n";
+      }
+    }
+  }
+  std::vector<std::string> problems;
+  if (summary.failed > 0) {
+    problems.push_back(fmt::format("{} request{} failed{}{}", summary.failed, summary.failed == 1 ? "" : "s", kDot,
+                                   summary.lastFailure.value_or("")));
+  }
+  if (summary.halted && summary.lastFailure && summary.failed == 0) {
+    problems.push_back(*summary.lastFailure);
+  }
+  if (check.saveFailure()) {
+    problems.push_back(*check.saveFailure());
+  }
+  if (summary.halted) {
+    throw CommandError(Exit::refused, fmt::format("{}", fmt::join(problems, "\n")));
+  }
+  if (!problems.empty()) {
+    throw CommandError(Exit::failed, fmt::format("{}", fmt::join(problems, "\n")));
+  }
+}
+
+// ---- check ----
+
+struct CheckArgs {
+  std::string appStoreId;
+  std::string keyword;
+  std::string country;
+  bool track = false;
+};
+
+std::string_view phaseName(const research::KeywordCheckModel::Phase& phase) {
+  static constexpr std::string_view names[] = {"idle",    "checking", "measured", "notInTopN", "failed",
+                                               "skipped", "halted",   "stopped",  "tracked"};
+  return names[phase.index()];
+}
+
+void runCheck(Context& context, const CheckArgs& args) {
+  const auto keyword = requireKeyword(args.keyword, "The keyword");
+  const auto country = requireCountry(args.country);
+  Watchlist watchlist(context);
+  const auto app = requireApp(watchlist.store(), args.appStoreId);
+  const auto cancel = context.cancel().get_token();
+  const auto stop = context.userStop().get_token();
+  std::optional<research::KeptTerm> kept;
+  research::KeywordCheckModel model(
+      [&](const std::vector<asokit::RankQuery>& queries) {
+        return context.client().rank(
+            queries, measure::MeasurementRunner::kMaxConsecutiveFailures, {}, [&] { return stop.stop_requested(); },
+            cancel);
+      },
+      [] { return measurementRunning(); }, [&] { return context.client().cooldownSecondsLeft(); },
+      [&](const research::KeywordCheckRequest& request) {
+        watchlist.edit([&] {
+          kept = research::keepTerm(watchlist.writer(), research::KeepTarget{request.app}, request.keyword,
+                                    request.country, research::KeywordProvenance::typedByUser);
+        });
+      });
+  if (const auto reason = model.unavailableReason()) {
+    throw CommandError(Exit::refused, std::string(*reason));
+  }
+  const research::KeywordCheckRequest request{research::randomUuid(), app, keyword, country};
+  model.check(request);
+  const auto checked = model.phase();
+  if (args.track && model.canTrack()) {
+    model.track();
+  }
+
+  const auto text = research::KeywordCheckModel::text(checked).value_or("");
+  if (context.json) {
+    nlohmann::json out{{"appStoreId", app.appStoreId},
+                       {"keyword", keyword},
+                       {"country", country},
+                       {"phase", phaseName(checked)},
+                       {"text", text},
+                       {"rank", nullptr},
+                       {"depth", nullptr},
+                       {"source", nullptr},
+                       {"message", nullptr},
+                       {"tracked", kept.has_value()},
+                       {"alreadyAdded", kept && kept->alreadyThere}};
+    if (const auto* measured = std::get_if<research::KeywordCheckModel::Measured>(&checked)) {
+      out["rank"] = measured->rank;
+      out["depth"] = measured->depth;
+      out["source"] = measured->source;
+    } else if (const auto* notIn = std::get_if<research::KeywordCheckModel::NotInTopN>(&checked)) {
+      out["depth"] = notIn->depth;
+      out["source"] = notIn->source;
+    } else if (const auto* failed = std::get_if<research::KeywordCheckModel::Failed>(&checked)) {
+      out["message"] = failed->message;
+    }
+    printJson(context.out(), out);
+  } else {
+    auto& out = context.out();
+    out << fmt::format("{} for “{}” in {}\n", app.displayName, keyword, upperCountry(country));
+    out << text << "\n";
+    if (kept) {
+      out << (kept->alreadyThere ? research::keptText(*kept, research::KeepTarget{app})
+                                 : std::string(research::checkText::kTracked))
+          << "\n";
+    }
+  }
+
+  using Model = research::KeywordCheckModel;
+  if (std::holds_alternative<Model::Halted>(checked)) {
+    throw CommandError(Exit::refused, "");
+  }
+  if (std::holds_alternative<Model::Stopped>(checked)) {
+    throw CommandError(Exit::stoppedByUser, "");
+  }
+  if (std::holds_alternative<Model::Failed>(checked) || std::holds_alternative<Model::Skipped>(checked)) {
+    throw CommandError(Exit::failed, args.track ? "The keyword was not tracked: the check did not read a rank." : "");
+  }
+}
+
+const bool registered = [] {
+  registerCommand(
+      {"discover",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<DiscoverArgs>();
+         auto* sub = app.add_subcommand("discover",
+                                        "The App Store's own results for a term, in its order, kept as a saved search");
+         sub->add_option("term", args->term, "The search term")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+         sub->add_option("--limit", args->limit, "How many results to show with details")->check(CLI::Range(1, 200));
+         sub->add_option("--track", args->track,
+                         "Track the term for this app (a row of the results, or a tracked app)");
+         sub->callback([args, &context] { runDiscover(context, *args); });
+       },
+       60});
+  registerCommand({"signals",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<SignalsArgs>();
+                     auto* sub = app.add_subcommand(
+                         "signals", "Difficulty and autocomplete reach of a keyword, with at most 5 hint probes");
+                     sub->add_option("keyword", args->keyword, "The keyword")->required();
+                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+                     sub->add_flag("--explain", args->explain, "Say how the signals are read");
+                     sub->callback([args, &context] { runSignals(context, *args); });
+                   },
+                   61});
+  registerCommand({"check",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<CheckArgs>();
+                     auto* sub = app.add_subcommand(
+                         "check", "Check once where a tracked app ranks for a keyword, with one request");
+                     sub->add_option("app", args->appStoreId, "The tracked app's App Store id")->required();
+                     sub->add_option("keyword", args->keyword, "The keyword")->required();
+                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+                     sub->add_flag("--track", args->track, "Track the keyword for the app after the check");
+                     sub->callback([args, &context] { runCheck(context, *args); });
+                   },
+                   62});
+  return true;
+}();
+
+}  // namespace
+}  // namespace tovra::cli
