@@ -7,6 +7,7 @@
 #include "AsoKit/json_codec.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
+#include "app/cli/measure_output.h"
 #include "app/cli/output.h"
 #include "app/cli/research_cli.h"
 #include "app/cli/watchlist_cli.h"
@@ -93,9 +94,10 @@ void runHints(Context& context, const HintsArgs& args) {
   auto& store = context.store();
   store::HintProbeStore probes(store);
   const auto cancel = context.cancel().get_token();
+  const auto calendar = userZonedCalendar();
   research::HintProbeModel model(
       [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, probes,
-      requestGate(context), context.wall(), userCalendar());
+      requestGate(context), context.wall(), calendar);
   model.setOnForbidden(holdOnRefusal(context));
   model.ask(args.prefix, args.country);
   if (model.failure()) {

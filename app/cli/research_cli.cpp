@@ -6,7 +6,6 @@
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/research/measurement_presence.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/dates.h"
 
 namespace tovra::cli {
@@ -21,20 +20,7 @@ nlohmann::json orNull(const std::optional<T>& value) {
   return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
 }
 
-std::unique_ptr<shell::ZonedCalendar> makeCalendar() {
-  try {
-    return std::make_unique<shell::ZonedCalendar>();
-  } catch (const std::exception&) {
-    return std::make_unique<shell::ZonedCalendar>("UTC");
-  }
-}
-
 }  // namespace
-
-const asokit::Calendar& userCalendar() {
-  static const auto calendar = makeCalendar();
-  return *calendar;
-}
 
 bool measurementRunning() {
   return research::MeasurementPresence(asokit::SharedPacingFile::defaultDirectory()).running();

@@ -3,21 +3,18 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 
-#include "AsoKit/calendar.h"
 #include "app/research/autocomplete_reach.h"
 #include "app/research/keyword_difficulty.h"
 #include "app/research/keyword_signals.h"
 #include "app/research/request_gate.h"
 #include "app/research/signals_check.h"
 
-// What the research commands (discover, signals, hints, check) share: the user's calendar, whether the
-// store may be asked now, the hold after a refusal, and the JSON forms of the research values.
+// What the research commands (discover, signals, hints, check) share: whether the store may be asked now, the hold
+// after a refusal, and the JSON forms of the research values.
 namespace tovra::cli {
 
 class Context;
 
-// The user's calendar (TZ, else /etc/localtime); UTC when the system names no zone the database knows.
-const asokit::Calendar& userCalendar();
 // Whether a measurement run holds the store in any Tovra process of the user.
 bool measurementRunning();
 // A run anywhere, then the client's hold (shared by every Tovra process).

@@ -8,6 +8,7 @@
 #include "AsoKit/text.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
+#include "app/cli/measure_output.h"
 #include "app/cli/output.h"
 #include "app/cli/research_cli.h"
 #include "app/cli/watchlist_cli.h"
@@ -166,12 +167,13 @@ void runSignals(Context& context, const SignalsArgs& args) {
   const auto country = requireCountry(args.country);
   auto& store = context.store();
   const auto cancel = context.cancel().get_token();
+  const auto calendar = userZonedCalendar();
   research::SignalsCheck check(
       [&](const std::string& t, const std::string& c) {
         return context.client().search(t, c, static_cast<std::int64_t>(research::kDifficultySample), cancel);
       },
       [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, store,
-      requestGate(context), context.wall(), userCalendar());
+      requestGate(context), context.wall(), calendar);
   check.setOnForbidden(holdOnRefusal(context));
   if (check.start(keyword, country) == research::SignalsCheck::Start::waiting) {
     throw CommandError(Exit::refused, *check.waitReason());
