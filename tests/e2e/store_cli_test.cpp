@@ -1,0 +1,102 @@
+// The store commands as the user runs them: what the store holds, the export file, and a store that
+// cannot be opened being moved aside (never deleted) with the user told where it went.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/e2e/harness.h"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+using tovra::e2e::Harness;
+using tovra::e2e::RunResult;
+namespace fs = std::filesystem;
+
+std::string describe(const RunResult& r) {
+  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
+}
+
+std::string readAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+class StoreCliTest : public ::testing::Test {
+ protected:
+  Harness h{json{{"apps", {{"1000000001", {{"name", "Photo Lab"}, {"developer", "Lab Works"}}}}},
+                 {"search", {{"us", {{"photo lab", {"1000000001"}}}}}}}};
+};
+
+TEST_F(StoreCliTest, StoreCountsWhatIsTrackedAndExportWritesTheWholeStore) {
+  ASSERT_EQ(h.run({"app", "add", "1000000001", "--country", "us"}).exitCode, 0);
+  ASSERT_EQ(h.run({"keywords", "add", "1000000001", "--country", "us", "photo lab"}).exitCode, 0);
+
+  const auto store = h.run({"--json", "store"});
+  ASSERT_EQ(store.exitCode, 0) << describe(store);
+  const auto answer = json::parse(store.out);
+  ASSERT_EQ(answer["rows"].size(), 12u);
+  EXPECT_EQ(answer["rows"][0]["count"], 1);  // the app
+  const auto human = h.run({"store"});
+  EXPECT_THAT(human.out, HasSubstr("KB"));
+
+  const auto target = h.directory() / "out.json";
+  const auto exported = h.run({"export", "-o", target.string()});
+  ASSERT_EQ(exported.exitCode, 0) << describe(exported);
+  EXPECT_EQ(exported.out, target.string() + "\n");
+  const auto bytes = readAll(target);
+  const auto whole = json::parse(bytes);
+  EXPECT_EQ(whole["apps"].size(), 1u);
+  EXPECT_EQ(whole["apps"][0]["displayName"], "Photo Lab");
+  EXPECT_EQ(whole["apps"][0]["queries"][0]["keyword"], "photo lab");
+  EXPECT_EQ(bytes.find("\\/"), std::string::npos);  // slashes are not escaped
+
+  // Into a folder: the proposed name, dated.
+  const auto intoFolder = h.run({"export", "-o", h.directory().string()});
+  ASSERT_EQ(intoFolder.exitCode, 0) << describe(intoFolder);
+  EXPECT_THAT(intoFolder.out, ::testing::MatchesRegex(".*/tovra-export-[0-9]{4}-[0-9]{2}-[0-9]{2}\\.json\n"));
+}
+
+TEST_F(StoreCliTest, AnExportThatCannotBeWrittenLeavesNoFileAndSaysWhy) {
+  const auto target = h.directory() / "missing-folder" / "out.json";
+  const auto r = h.run({"export", "-o", target.string()});
+  EXPECT_EQ(r.exitCode, 1) << describe(r);
+  EXPECT_FALSE(r.err.empty());
+  EXPECT_FALSE(fs::exists(target));
+}
+
+TEST_F(StoreCliTest, AnUnreadableStoreIsMovedAsideAndTheCommandGoesOn) {
+  fs::create_directories(h.dataDir());
+  {
+    std::ofstream garbage(h.dataDir() / "default.store", std::ios::binary);
+    garbage << std::string(8192, 'x');
+  }
+  const auto r = h.run({"app", "list"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  EXPECT_THAT(r.err, HasSubstr("Tovra could not open its data."));
+  EXPECT_THAT(r.err, ::testing::Not(HasSubstr("Show in File Manager")));
+  std::vector<fs::path> kept;
+  for (const auto& entry : fs::recursive_directory_iterator(h.dataDir() / "Backups")) {
+    // A copy is also taken before a store without a marker is opened; the recovered one is what moved.
+    if (entry.path().filename() == "default.store" &&
+        entry.path().parent_path().filename().string().rfind("Recovered-", 0) == 0) {
+      kept.push_back(entry.path());
+    }
+  }
+  ASSERT_EQ(kept.size(), 1u);
+  EXPECT_EQ(readAll(kept[0]), std::string(8192, 'x'));  // the user's bytes, untouched
+  EXPECT_THAT(r.err, HasSubstr(kept[0].parent_path().string()));
+
+  // The next command opens the fresh store quietly.
+  const auto again = h.run({"app", "list"});
+  EXPECT_EQ(again.exitCode, 0) << describe(again);
+  EXPECT_TRUE(again.err.empty()) << describe(again);
+}
+
+}  // namespace
