@@ -33,6 +33,15 @@ std::optional<std::string_view> storefrontId(std::string_view normalizedCode) {
   return found->second;
 }
 
+std::optional<std::string_view> countryOfId(std::string_view storefrontId) {
+  const auto* found =
+      std::find_if(kTable.begin(), kTable.end(), [&](const auto& row) { return row.second == storefrontId; });
+  if (found == kTable.end()) {
+    return std::nullopt;
+  }
+  return found->first;
+}
+
 std::string headerValue(std::string_view country) {
   const auto id = storefrontId(normalizeCountry(country));
   if (!id) {

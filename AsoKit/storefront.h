@@ -18,6 +18,9 @@ std::string headerValue(std::string_view country);
 // The storefront id for a normalised code, or none.
 std::optional<std::string_view> storefrontId(std::string_view normalizedCode);
 
+// The code a storefront id stands for ("143441" → "us"), or none: how the fake store reads the header.
+std::optional<std::string_view> countryOfId(std::string_view storefrontId);
+
 // The 27 known codes in the table's own order.
 const std::vector<std::string_view>& knownCodes();
 

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "AsoKit/aso_error.h"
+#include "AsoKit/lookup.h"
 #include "AsoKit/rate_limiter.h"
 #include "AsoKit/store_search.h"
 #include "AsoKit/storefront.h"
@@ -27,6 +28,46 @@ TEST(Storefront, CodesAreTrimmedAndLowerCasedWithoutFallback) {
       EXPECT_EQ(error.as<AsoError::UnknownStorefront>()->code, code);  // quoted as given, untrimmed
     }
   }
+}
+
+// The store's own numbers, written out once more: a wrong id would silently measure another country,
+// and the fake store reads headers through the same table, so it cannot catch one.
+struct CountryCase {
+  const char* code;
+  const char* storefront;
+  const char* lang;
+};
+
+class EveryCountry : public ::testing::TestWithParam<CountryCase> {};
+
+TEST_P(EveryCountry, HasItsStorefrontAndLookupLanguage) {
+  const auto& c = GetParam();
+  EXPECT_EQ(storefront::headerValue(c.code), std::string(c.storefront) + ",29");
+  EXPECT_EQ(storefront::countryOfId(c.storefront), c.code);
+  EXPECT_EQ(lookup::language(c.code), c.lang);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, EveryCountry,
+                         ::testing::Values(CountryCase{"us", "143441", "en_us"}, CountryCase{"gb", "143444", "en_gb"},
+                                           CountryCase{"ca", "143455", "en_ca"}, CountryCase{"au", "143460", "en_au"},
+                                           CountryCase{"jp", "143462", "ja_jp"}, CountryCase{"de", "143443", "de_de"},
+                                           CountryCase{"fr", "143442", "fr_fr"}, CountryCase{"it", "143450", "it_it"},
+                                           CountryCase{"es", "143454", "es_es"}, CountryCase{"tr", "143480", "tr_tr"},
+                                           CountryCase{"br", "143503", "pt_br"}, CountryCase{"mx", "143468", "es_mx"},
+                                           CountryCase{"pl", "143478", "pl_pl"}, CountryCase{"sa", "143479", "ar_sa"},
+                                           CountryCase{"in", "143467", "en_in"}, CountryCase{"id", "143476", "id_id"},
+                                           CountryCase{"ph", "143474", "en_ph"}, CountryCase{"vn", "143471", "vi_vn"},
+                                           CountryCase{"eg", "143516", "ar_eg"}, CountryCase{"gr", "143448", "el_gr"},
+                                           CountryCase{"no", "143457", "nb_no"}, CountryCase{"dk", "143458", "da_dk"},
+                                           CountryCase{"fi", "143447", "fi_fi"}, CountryCase{"nl", "143452", "nl_nl"},
+                                           CountryCase{"se", "143456", "sv_se"}, CountryCase{"kr", "143466", "ko_kr"},
+                                           CountryCase{"pt", "143453", "pt_pt"}),
+                         [](const auto& info) { return std::string(info.param.code); });
+
+TEST(Storefront, AnUnknownIdNamesNoCountry) {
+  EXPECT_EQ(storefront::countryOfId("143441,29"), std::nullopt);
+  EXPECT_EQ(storefront::countryOfId(""), std::nullopt);
+  EXPECT_EQ(storefront::countryOfId("999999"), std::nullopt);
 }
 
 TEST(AsoErrorText, EveryCaseReadsExactly) {
@@ -63,6 +104,10 @@ TEST(SearchUrl, TermIsPercentEncodedAndCannotAlterTheUrl) {
       {"写真", "%E5%86%99%E7%9C%9F"},
       {"a/b?c", "a/b?c"},
       {" padded ", "%20padded%20"},
+      // Sent as typed, never normalised: a decomposed é stays two characters.
+      {"caf\u00e9", "caf%C3%A9"},
+      {"cafe\u0301", "cafe%CC%81"},
+      {"tab\there", "tab%09here"},
   };
   for (const auto& [term, encoded] : cases) {
     EXPECT_EQ(store_search::url("https://s", term),

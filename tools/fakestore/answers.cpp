@@ -5,8 +5,8 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "tools/fakestore/query.h"
-#include "tools/fakestore/storefronts.h"
+#include "AsoKit/storefront.h"
+#include "AsoKit/url.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -41,9 +41,8 @@ json bubble(const std::string& name, const std::vector<std::string>& ids, bool n
 }
 
 std::string hintUrl(const std::string& term) {
-  return "https://search.itunes.apple.com/WebObjects/MZStore.woa/wa/search?clientApplication=Software&src=hint"
-         "&submit=edit&term=" +
-         percentEncode(term);
+  return asokit::buildUrl("https://search.itunes.apple.com", "/WebObjects/MZStore.woa/wa/search",
+                          {{"clientApplication", "Software"}, {"src", "hint"}, {"submit", "edit"}, {"term", term}});
 }
 
 }  // namespace
@@ -72,7 +71,7 @@ std::string searchAnswer(const Scenario& scenario, const std::vector<std::string
        {{"pageType", "Search"},
         {"storeFrontHeader", storefrontHeader},
         {"language", "1"},
-        {"storeFront", storefrontOfCountry(country).value_or("")}}},
+        {"storeFront", std::string(asokit::storefront::storefrontId(country).value_or(""))}}},
       {"pageType", "search"},
       {"term", term},
       {"metrics", {{"config", json::object()}, {"fields", {{"searchTerm", term}}}}},

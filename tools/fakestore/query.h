@@ -18,7 +18,4 @@ QueryItems parseQuery(std::string_view raw);
 // The first value of `key`, or none.
 std::optional<std::string> queryValue(const QueryItems& items, std::string_view key);
 
-// Percent-encodes everything but unreserved characters (RFC 3986).
-std::string percentEncode(std::string_view text);
-
 }  // namespace tovra::fakestore

@@ -7,8 +7,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "AsoKit/storefront.h"
 #include "tools/fakestore/fillers.h"
-#include "tools/fakestore/storefronts.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -75,7 +75,7 @@ std::string appIdAt(const json& value, const std::string& where) {
 }
 
 std::string countryAt(const std::string& code, const std::string& where) {
-  if (!storefrontOfCountry(code)) {
+  if (!asokit::storefront::storefrontId(code)) {
     refuse(where, fmt::format("\"{}\" is not a storefront country (lower-case codes such as us, gb, de, tr)", code));
   }
   return code;

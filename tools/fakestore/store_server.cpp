@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "AsoKit/storefront.h"
 #include "tools/fakestore/answers.h"
-#include "tools/fakestore/storefronts.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -26,6 +26,13 @@ struct Asked {
   std::string storefront;  // the header's value as sent
   std::string problem;     // why the request cannot be answered (400); empty when it can
 };
+
+// The country a store-front header names ("143441,29" → "us"); what follows the first comma or blank
+// is ignored. None for a storefront the client's table does not know.
+std::optional<std::string> countryOfHeader(std::string_view header) {
+  const auto country = asokit::storefront::countryOfId(header.substr(0, header.find_first_of(", ")));
+  return country ? std::optional<std::string>(*country) : std::nullopt;
+}
 
 Asked readRequest(Endpoint endpoint, const QueryItems& params, const httplib::Request& request) {
   Asked asked;
@@ -51,7 +58,7 @@ Asked readRequest(Endpoint endpoint, const QueryItems& params, const httplib::Re
     return asked;
   }
   asked.storefront = request.get_header_value("X-Apple-Store-Front");
-  asked.facts.country = countryOfStorefront(asked.storefront);
+  asked.facts.country = countryOfHeader(asked.storefront);
   if (!asked.facts.country) {
     asked.problem = fmt::format("unknown storefront \"{}\"", asked.storefront);
   } else if (!queryValue(params, "term")) {
