@@ -79,13 +79,39 @@ TEST_F(ClientTest, RetriesWithEightAndSixteenSecondBackoffsThenFails) {
             "search?clientApplication=Software&media=software&term=a%20b");
 }
 
-TEST_F(ClientTest, NotFoundAndStatusZeroAreNotRetried) {
-  for (const auto status : {404, 0, 301}) {
-    transport.requests.clear();
-    transport.queue({"", status});
-    EXPECT_THROW(client.hints("a", "us"), AsoError);
-    EXPECT_EQ(transport.requests.size(), 1u) << status;
+struct RetryCase {
+  std::int64_t status;
+  std::size_t attempts;
+};
+
+class RetryByStatus : public ClientTest, public ::testing::WithParamInterface<RetryCase> {};
+
+TEST_P(RetryByStatus, OnlyRefusalsAndServerErrorsAreAskedAgain) {
+  transport.respondWith([](const std::string&) { return HttpResponse{"", GetParam().status}; });
+  try {
+    client.hints("a", "us");
+    FAIL() << "expected an HTTP error";
+  } catch (const AsoError& error) {
+    ASSERT_TRUE(error.as<AsoError::Http>());
+    EXPECT_EQ(error.as<AsoError::Http>()->status, GetParam().status);
   }
+  EXPECT_EQ(transport.requests.size(), GetParam().attempts);
+  EXPECT_EQ(clock.slept(), GetParam().attempts == 3 ? 24s : 0s);  // 8 s and 16 s, none after the last
+}
+
+INSTANTIATE_TEST_SUITE_P(Statuses, RetryByStatus,
+                         ::testing::Values(RetryCase{403, 3}, RetryCase{429, 3}, RetryCase{500, 3}, RetryCase{503, 3},
+                                           RetryCase{599, 3}, RetryCase{404, 1}, RetryCase{400, 1}, RetryCase{0, 1},
+                                           RetryCase{301, 1}, RetryCase{499, 1}, RetryCase{600, 1}),
+                         [](const auto& info) { return "Status" + std::to_string(info.param.status); });
+
+TEST_F(ClientTest, ATransportFailureIsNotRetriedAndReadsAsItsOwnText) {
+  transport.respondWith([](const std::string&) -> HttpResponse { throw TransportError("Could not connect"); });
+  const auto outcome = client.rank({{"1", "us", "a"}, {"1", "us", "b"}}, 3);
+  EXPECT_EQ(transport.requests.size(), 2u);
+  EXPECT_EQ(outcome.errors, (std::vector<std::string>{"us/a: Could not connect", "us/b: Could not connect"}));
+  EXPECT_EQ(*outcome.results[0].status.failure(), "Could not connect");
+  EXPECT_EQ(clock.slept(), 1200ms);  // only the limiter's gap, no back-off
 }
 
 TEST_F(ClientTest, ARetryThatSucceedsReturnsTheAnswer) {
@@ -145,6 +171,47 @@ TEST_F(ClientTest, UnknownStorefrontFailsItsRequestWithoutTrafficOrPacing) {
   EXPECT_TRUE(outcome.results[2].status.isMeasured());
   EXPECT_EQ(clock.slept(), 0s);
 }
+
+TEST_F(ClientTest, UnknownStorefrontsCountAsFailedRequestsOfTheBatch) {
+  const auto outcome = client.rank({{"1", "uk", "a"}, {"1", "xx", "a"}, {"1", "usa", "a"}, {"1", "us", "a"}}, 3);
+  EXPECT_TRUE(transport.requests.empty());
+  EXPECT_TRUE(outcome.halted);
+  EXPECT_EQ(outcome.requestCount, 3);
+  EXPECT_EQ(outcome.skipped, 1);
+  EXPECT_TRUE(outcome.results[3].status.isSkipped());
+}
+
+TEST_F(ClientTest, ARankIsTheFirstExactMatch) {
+  transport.respondWith([](const std::string&) {
+    return HttpResponse{searchAnswer({"10", "20", "10", "010", "30"}), 200};
+  });
+  const auto outcome = client.rank({{"10", "us", "a"}, {"010", "us", "a"}, {"1", "us", "a"}, {" 20", "us", "a"}}, 3);
+  EXPECT_EQ(outcome.results[0].status.observation()->rank, 1);
+  EXPECT_EQ(outcome.results[1].status.observation()->rank, 4);
+  EXPECT_EQ(outcome.results[2].status.observation()->rank, std::nullopt);
+  EXPECT_EQ(outcome.results[3].status.observation()->rank, std::nullopt);
+  EXPECT_EQ(outcome.results[0].status.observation()->resultCount, 5);  // the repeat counts, as the store sent it
+}
+
+struct CooldownCase {
+  std::chrono::nanoseconds left;
+  std::optional<std::int64_t> seconds;
+};
+
+class CooldownRounding : public ClientTest, public ::testing::WithParamInterface<CooldownCase> {};
+
+TEST_P(CooldownRounding, WholeSecondsRoundedUpAndNoneOnceRunOut) {
+  client.hold(clock.wallNow() + GetParam().left);
+  EXPECT_EQ(client.cooldownSecondsLeft(), GetParam().seconds);
+  transport.respondWith([](const std::string&) { return HttpResponse{searchAnswer({"1"}), 200}; });
+  client.rank({{"1", "us", "a"}}, 3);
+  EXPECT_EQ(transport.requests.empty(), GetParam().seconds.has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Holds, CooldownRounding,
+                         ::testing::Values(CooldownCase{42300ms, 43}, CooldownCase{43s, 43}, CooldownCase{900s, 900},
+                                           CooldownCase{899001ms, 900}, CooldownCase{1ns, 1}, CooldownCase{0s, {}},
+                                           CooldownCase{-1ns, {}}, CooldownCase{-5s, {}}));
 
 TEST_F(ClientTest, HoldRefusesEveryRequestWithSecondsRoundedUp) {
   client.hold(clock.wallNow() + 42300ms);
@@ -248,9 +315,16 @@ TEST_F(ClientTest, LookupSplitsIntoChunksOfFiftyInOrder) {
   }
   client.lookup(ids, "us");
   ASSERT_EQ(transport.requests.size(), 3u);
-  EXPECT_NE(transport.requests[0].url.find("id=1000,1001,"), std::string::npos);
-  EXPECT_NE(transport.requests[2].url.find("id=1100,"), std::string::npos);
-  EXPECT_NE(transport.requests[2].url.find(",1119&country=us&lang=en_us"), std::string::npos);
+  const auto idsOf = [&](std::size_t first, std::size_t count) {
+    std::string joined;
+    for (std::size_t i = first; i < first + count; ++i) {
+      joined += (joined.empty() ? "" : ",") + ids[i];
+    }
+    return "https://lookup.test/lookup?id=" + joined + "&country=us&lang=en_us";
+  };
+  EXPECT_EQ(transport.requests[0].url, idsOf(0, 50));
+  EXPECT_EQ(transport.requests[1].url, idsOf(50, 50));
+  EXPECT_EQ(transport.requests[2].url, idsOf(100, 20));
   EXPECT_TRUE(client.lookup({}, "us").empty());
   EXPECT_EQ(transport.requests.size(), 3u);
 }
