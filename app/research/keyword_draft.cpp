@@ -6,28 +6,6 @@
 
 namespace tovra::research {
 
-std::string_view rawValue(KeywordProvenance provenance) {
-  switch (provenance) {
-    case KeywordProvenance::carriedFromSearch:
-      return "carriedFromSearch";
-    case KeywordProvenance::typedByUser:
-      return "typedByUser";
-    case KeywordProvenance::carriedFromStoreHint:
-      return "carriedFromStoreHint";
-  }
-  return "typedByUser";
-}
-
-std::optional<KeywordProvenance> provenanceFromRaw(std::string_view raw) {
-  for (const auto provenance : {KeywordProvenance::carriedFromSearch, KeywordProvenance::typedByUser,
-                                KeywordProvenance::carriedFromStoreHint}) {
-    if (rawValue(provenance) == raw) {
-      return provenance;
-    }
-  }
-  return std::nullopt;
-}
-
 std::string randomUuid() {
   thread_local std::mt19937_64 engine = [] {
     std::random_device device;

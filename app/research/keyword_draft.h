@@ -2,18 +2,14 @@
 
 #include <cstddef>
 #include <functional>
-#include <optional>
 #include <string>
-#include <string_view>
+
+#include "app/store/keyword_provenance.h"
 
 namespace tovra::research {
 
-// Where a keyword came from. Stored by its raw text, which is the case's own name.
-enum class KeywordProvenance { carriedFromSearch, typedByUser, carriedFromStoreHint };
-
-std::string_view rawValue(KeywordProvenance provenance);
-// None for a text that names no case.
-std::optional<KeywordProvenance> provenanceFromRaw(std::string_view raw);
+// The store's own enum: a draft's provenance is written as it stands.
+using store::KeywordProvenance;
 
 // A keyword not yet written to the store.
 struct KeywordDraft {

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "AsoKit/clock.h"
+#include "app/store/keyword_provenance.h"
 
 // The twelve kinds of record the store keeps. Records are plain values: reading one copies it out of the
 // store, and a change reaches the store only through the store's own operations (app/store/*.h).
@@ -38,11 +39,6 @@ struct StoredLadder;
 struct LadderEntry;
 struct HintProbe;
 struct StoreHint;
-
-// Where a keyword came from; stored by its raw text, which equals the case name.
-enum class KeywordProvenance { carriedFromSearch, typedByUser, carriedFromStoreHint };
-std::string_view rawValue(KeywordProvenance provenance);
-std::optional<KeywordProvenance> keywordProvenance(std::string_view raw);
 
 // What became of one keyword in one run; stored by its raw text, which equals the case name.
 enum class RunOutcomeStatus { measured, failed, skipped };

@@ -1,5 +1,6 @@
 #include "app/store/watchlist_writer.h"
 
+#include <functional>
 #include <unordered_set>
 
 #include "AsoKit/text.h"
@@ -26,11 +27,6 @@ std::string trimmed(std::string_view text) {
   return std::string(asokit::text::trimWhitespace(text));
 }
 
-// Drafts carry the research layer's provenance; both enums are stored by the same raw text.
-KeywordProvenance storedProvenance(research::KeywordProvenance provenance) {
-  return keywordProvenance(research::rawValue(provenance)).value_or(KeywordProvenance::typedByUser);
-}
-
 std::unordered_set<std::string> keysOf(const std::vector<TrackedQuery>& queries) {
   std::unordered_set<std::string> keys;
   for (const auto& query : queries) {
@@ -47,6 +43,24 @@ TrackedQuery newQuery(std::string keyword, std::string_view country, KeywordProv
   query.addedAt = now;
   query.isPaused = false;
   return query;
+}
+
+// Inserts the drafts in order, skipping blank ones and any whose key is among `keys` or was inserted
+// earlier in the batch; `attach` gives each its owner.
+std::vector<TrackedQuery> insertDrafts(Store& store, std::unordered_set<std::string> keys,
+                                       const std::vector<research::KeywordDraft>& drafts, WallTime now,
+                                       const std::function<void(TrackedQuery&)>& attach) {
+  std::vector<TrackedQuery> inserted;
+  for (const auto& draft : drafts) {
+    auto text = trimmed(draft.keyword);
+    if (text.empty() || !keys.insert(research::queryKey(text, draft.country)).second) {
+      continue;
+    }
+    auto query = newQuery(std::move(text), draft.country, draft.provenance, now);
+    attach(query);
+    inserted.push_back(store.queries().insert(query));
+  }
+  return inserted;
 }
 
 }  // namespace
@@ -116,18 +130,8 @@ std::vector<TrackedQuery> WatchlistWriter::parkKeywords(const ResearchSpace& spa
                                                         const std::vector<research::KeywordDraft>& drafts) {
   Transaction change(*store_);
   const auto stored = store_->spaces().get(space.rowId);
-  auto keys = keysOf(store_->queries().ofSpace(stored.rowId));
-  std::vector<TrackedQuery> inserted;
-  const auto now = clock_->now();
-  for (const auto& draft : drafts) {
-    auto text = trimmed(draft.keyword);
-    if (text.empty() || !keys.insert(research::queryKey(text, draft.country)).second) {
-      continue;
-    }
-    auto query = newQuery(std::move(text), draft.country, storedProvenance(draft.provenance), now);
-    query.space = stored.rowId;
-    inserted.push_back(store_->queries().insert(query));
-  }
+  auto inserted = insertDrafts(*store_, keysOf(store_->queries().ofSpace(stored.rowId)), drafts, clock_->now(),
+                               [&](TrackedQuery& query) { query.space = stored.rowId; });
   change.commit();
   return inserted;
 }
@@ -211,18 +215,8 @@ std::vector<TrackedQuery> WatchlistWriter::addKeywords(const TrackedApp& app,
                                                        const std::vector<research::KeywordDraft>& drafts) {
   Transaction change(*store_);
   const auto stored = store_->apps().get(app.rowId);
-  auto keys = keysOf(store_->queries().ofApp(stored.rowId));
-  std::vector<TrackedQuery> inserted;
-  const auto now = clock_->now();
-  for (const auto& draft : drafts) {
-    auto text = trimmed(draft.keyword);
-    if (text.empty() || !keys.insert(research::queryKey(text, draft.country)).second) {
-      continue;
-    }
-    auto query = newQuery(std::move(text), draft.country, storedProvenance(draft.provenance), now);
-    query.app = stored.rowId;
-    inserted.push_back(store_->queries().insert(query));
-  }
+  auto inserted = insertDrafts(*store_, keysOf(store_->queries().ofApp(stored.rowId)), drafts, clock_->now(),
+                               [&](TrackedQuery& query) { query.app = stored.rowId; });
   change.commit();
   return inserted;
 }
@@ -232,6 +226,7 @@ WatchlistWriter::Receipt WatchlistWriter::graduateSpace(const ResearchSpace& spa
   Transaction change(*store_);
   auto stored = store_->spaces().get(space.rowId);
   auto receipt = trackApp(facts, country, isMine);
+  receipt.graduatedSpace = stored;
   auto appKeys = keysOf(store_->queries().ofApp(receipt.app.rowId));
   for (auto query : store_->queries().ofSpace(stored.rowId)) {
     // The key joins the app's keys as soon as one moves, so a second parked copy of it stays behind too.
@@ -270,6 +265,15 @@ void WatchlistWriter::undo(const Receipt& receipt) {
     if (auto app = store_->apps().find(receipt.app.rowId); app && app->isMine != *receipt.previousIsMine) {
       app->isMine = *receipt.previousIsMine;
       store_->apps().update(*app);
+    }
+  }
+  // A graduation that moved nothing still marked the space as graduated; without the mark taken back
+  // the space would name an app the undo may just have deleted.
+  if (receipt.graduatedSpace) {
+    if (auto space = store_->spaces().find(receipt.graduatedSpace->rowId)) {
+      space->promotedToAppStoreId = receipt.graduatedSpace->promotedToAppStoreId;
+      space->promotedAt = receipt.graduatedSpace->promotedAt;
+      store_->spaces().update(*space);
     }
   }
   change.commit();

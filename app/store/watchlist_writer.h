@@ -53,6 +53,8 @@ class WatchlistWriter final {
     std::optional<bool> previousIsMine;  // absent when the app was created
     std::vector<TrackedQuery> movedQueries;
     std::vector<TrackedQuery> keptInSpace;
+    // A graduation's space as it was before the edit, so that undo can take back its graduation mark.
+    std::optional<ResearchSpace> graduatedSpace;
     bool operator==(const Receipt&) const = default;
   };
 
@@ -96,7 +98,8 @@ class WatchlistWriter final {
   // the app it graduated to.
   Receipt graduateSpace(const ResearchSpace& space, const AppFacts& facts, std::string_view country, bool isMine);
   // Takes back a track-app edit: its keywords, its localization, and the app when the edit created it
-  // (else its previous claim). A receipt that moved keywords is never undone: nothing happens.
+  // (else its previous claim); a graduation's space loses its graduation mark. A receipt that moved
+  // keywords is never undone: nothing happens.
   void undo(const Receipt& receipt);
 
  private:

@@ -136,17 +136,6 @@ TEST_F(KeywordEntryTest, RemoveTakesEveryDraftWithTheIdAndKeepsTheRest) {
   EXPECT_TRUE(entry.pasteGuard().consumed.has_value());
 }
 
-TEST(KeywordProvenance, RawValuesAreTheCaseNames) {
-  EXPECT_EQ(rawValue(KeywordProvenance::carriedFromSearch), "carriedFromSearch");
-  EXPECT_EQ(rawValue(KeywordProvenance::typedByUser), "typedByUser");
-  EXPECT_EQ(rawValue(KeywordProvenance::carriedFromStoreHint), "carriedFromStoreHint");
-  for (const auto p : {KeywordProvenance::carriedFromSearch, KeywordProvenance::typedByUser,
-                       KeywordProvenance::carriedFromStoreHint}) {
-    EXPECT_EQ(provenanceFromRaw(rawValue(p)), p);
-  }
-  EXPECT_EQ(provenanceFromRaw("TypedByUser"), std::nullopt);
-}
-
 TEST(RandomUuid, IsAVersionFourUuidAndDiffersEachTime) {
   const auto a = randomUuid();
   const auto b = randomUuid();

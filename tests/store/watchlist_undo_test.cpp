@@ -108,6 +108,30 @@ INSTANTIATE_TEST_SUITE_P(
                    EXPECT_EQ(w.store->queries().get(r.movedQueries[0].rowId).app, r.app.rowId);
                    EXPECT_TRUE(w.store->localizations().find(r.createdLocalization->rowId));
                    EXPECT_EQ(w.store->spaces().all().front().promotedToAppStoreId, "1000000003");
+                 }},
+        UndoCase{"GraduationThatKeptEverythingInTheSpace",
+                 [](World& w) {
+                   const auto space = w.writer.createSpace("7d0c1b8e-3f5a-4c2e-9b1d-2a6f4e8c0d13", "Trips");
+                   w.writer.parkKeyword(space, "Maps", "us", KeywordProvenance::typedByUser);
+                   return w.writer.graduateSpace(space, facts("1000000001"), "us", true);
+                 },
+                 [](World& w, const Receipt& r) {
+                   ASSERT_EQ(r.keptInSpace.size(), 1u);
+                   const auto space = w.store->spaces().all().front();
+                   EXPECT_EQ(space.promotedToAppStoreId, std::nullopt) << "the space is no longer marked graduated";
+                   EXPECT_EQ(space.promotedAt, std::nullopt);
+                   EXPECT_FALSE(w.store->apps().get(w.tracked.rowId).isMine);
+                   EXPECT_EQ(w.store->queries().ofSpace(space.rowId).size(), 1u);
+                 }},
+        UndoCase{"GraduationOfAnEmptySpaceOntoANewApp",
+                 [](World& w) {
+                   const auto space = w.writer.createSpace("7d0c1b8e-3f5a-4c2e-9b1d-2a6f4e8c0d13", "Trips");
+                   return w.writer.graduateSpace(space, facts("1000000003"), "us", false);
+                 },
+                 [](World& w, const Receipt& r) {
+                   EXPECT_FALSE(w.store->apps().find(r.app.rowId));
+                   EXPECT_EQ(w.store->spaces().all().front().promotedToAppStoreId, std::nullopt)
+                       << "it must not name the app the undo deleted";
                  }}),
     [](const auto& info) { return std::string(info.param.name); });
 
