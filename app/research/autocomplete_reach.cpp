@@ -19,8 +19,10 @@ std::vector<std::string> characters(const std::string& text) {
   return out;
 }
 
+// Case and diacritics, not width: the store's hints are compared as a case- and diacritic-insensitive
+// search compares them.
 std::string folded(std::string_view text) {
-  return foldCaseDiacriticsWidth(collapseWhitespace(text));
+  return foldCaseDiacritics(collapseWhitespace(text));
 }
 
 // The number of halvings that narrow `outcomes` possibilities to one: ⌈log2(outcomes)⌉ in integers.

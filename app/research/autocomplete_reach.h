@@ -35,8 +35,9 @@ struct HintSnapshot {
 
   static HintSnapshot from(const asokit::HintsOutcome& outcome, asokit::WallTime observedAt);
 
-  // The position of the first term that is the keyword, compared with whitespace collapsed and case,
-  // diacritics and width folded (so "Café" is listed as "cafe"); none when no term is.
+  // The position of the first term that is the keyword, compared with whitespace collapsed and case and
+  // diacritics folded (so "Café" is listed as "cafe", but full-width "ｃａｆｅ" is another term); none when
+  // no term is.
   std::optional<std::int64_t> positionOf(std::string_view keyword) const;
   bool operator==(const HintSnapshot&) const = default;
 };

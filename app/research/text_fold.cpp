@@ -39,11 +39,7 @@ class WidthFolder final {
   std::unique_ptr<icu::FilteredNormalizer2> filtered_;
 };
 
-}  // namespace
-
-std::string foldCaseDiacriticsWidth(std::string_view text) {
-  static const WidthFolder width;
-  auto u = width.fold(unicode::fromUtf8(text));
+std::string foldedCaseAndMarks(icu::UnicodeString u) {
   // Default full case folding is the same in every locale: İ becomes i + U+0307, whose dot then goes
   // with the other marks below.
   u.foldCase();
@@ -57,6 +53,17 @@ std::string foldCaseDiacriticsWidth(std::string_view text) {
     at += U16_LENGTH(c);
   }
   return unicode::toUtf8(unicode::composed(bare));
+}
+
+}  // namespace
+
+std::string foldCaseDiacriticsWidth(std::string_view text) {
+  static const WidthFolder width;
+  return foldedCaseAndMarks(width.fold(unicode::fromUtf8(text)));
+}
+
+std::string foldCaseDiacritics(std::string_view text) {
+  return foldedCaseAndMarks(unicode::fromUtf8(text));
 }
 
 }  // namespace tovra::research

@@ -11,4 +11,8 @@ namespace tovra::research {
 // For equality tests only; the result is not meant to be shown.
 std::string foldCaseDiacriticsWidth(std::string_view text);
 
+// The same without the width folding: "Café" and "CAFE" fold equal, full-width "ＣＡＦＥ" does not. Store
+// hints are matched this way.
+std::string foldCaseDiacritics(std::string_view text);
+
 }  // namespace tovra::research
