@@ -6,19 +6,6 @@
 #include "app/store/watchlist_writer.h"
 
 namespace tovra::research {
-namespace {
-
-std::string upper(std::string code) {
-  for (auto& c : code) {
-    if (c >= 'a' && c <= 'z') {
-      c = static_cast<char>(c - 'a' + 'A');
-    }
-  }
-  return code;
-}
-
-}  // namespace
-
 std::string KeepTarget::label() const {
   if (const auto* app = std::get_if<store::TrackedApp>(&owner)) {
     return app->displayName;
@@ -52,7 +39,7 @@ KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std:
 }
 
 std::string keptText(const KeptTerm& kept, const KeepTarget& target) {
-  const auto what = fmt::format("“{}” in {}", kept.keyword, upper(kept.country));
+  const auto what = fmt::format("“{}” in {}", kept.keyword, upperCountry(kept.country));
   const bool isApp = std::holds_alternative<store::TrackedApp>(target.owner);
   if (kept.alreadyThere) {
     return fmt::format("{} was already added to {}", what, target.label());

@@ -60,6 +60,16 @@ std::string normalizedCountry(std::string_view country) {
   return asokit::storefront::normalizeCountry(country);
 }
 
+std::string upperCountry(std::string_view country) {
+  auto code = normalizedCountry(country);
+  for (auto& c : code) {
+    if (c >= 'a' && c <= 'z') {
+      c = static_cast<char>(c - 'a' + 'A');
+    }
+  }
+  return code;
+}
+
 std::string queryKey(std::string_view keyword, std::string_view country) {
   return keywordKey(keyword) + "|" + normalizedCountry(country);
 }

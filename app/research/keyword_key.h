@@ -26,6 +26,9 @@ std::string keywordKey(std::string_view keyword);
 // A country as it is stored and compared: trimmed of white space and line breaks, lower-cased.
 std::string normalizedCountry(std::string_view country);
 
+// A country as it is shown: normalized, then upper-cased ("de " → "DE").
+std::string upperCountry(std::string_view country);
+
 // keywordKey(keyword) + "|" + normalizedCountry(country): the key of a keyword-and-country pair.
 std::string queryKey(std::string_view keyword, std::string_view country);
 

@@ -10,16 +10,6 @@ namespace {
 
 constexpr std::string_view kDot = " · ";
 
-std::string upperCountry(std::string_view country) {
-  auto code = research::normalizedCountry(country);
-  for (auto& c : code) {
-    if (c >= 'a' && c <= 'z') {
-      c = static_cast<char>(c - 'a' + 'A');
-    }
-  }
-  return code;
-}
-
 std::string counted(std::int64_t count, std::string_view singular, std::string_view plural) {
   return std::to_string(count) + " " + std::string(count == 1 ? singular : plural);
 }
@@ -44,7 +34,8 @@ std::string DeletionPlan::title() const {
   return std::visit(Overloaded{
                         [](const AppSubject& s) { return "Delete " + s.name + " and its history"; },
                         [](const QuerySubject& s) {
-                          return "Delete “" + s.keyword + "” in " + upperCountry(s.country) + " and its history";
+                          return "Delete “" + s.keyword + "” in " + research::upperCountry(s.country) +
+                                 " and its history";
                         },
                         [](const SpaceSubject& s) { return "Delete the research space “" + s.name + "”"; },
                         [](const EverythingSubject&) { return std::string("Delete everything"); },
