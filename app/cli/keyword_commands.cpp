@@ -24,11 +24,7 @@ struct AddArgs {
 void runAdd(Context& context, const AddArgs& args) {
   const auto country = requireCountry(args.country);
   Watchlist watchlist(context);
-  const auto app = requireApp(watchlist.store(), args.appStoreId);
-  const auto paste = readPaste(args.texts, watchlist.store().queries().ofApp(app.rowId), country);
-  std::vector<store::TrackedQuery> added;
-  watchlist.edit([&] { added = watchlist.writer().addKeywords(app, paste.drafts); });
-  printPaste(context, paste, added, app.displayName, country);
+  addPaste(context, watchlist, Owner::of(requireApp(watchlist.store(), args.appStoreId)), args.texts, country);
 }
 
 void runList(Context& context, const std::string& appStoreId) {

@@ -20,10 +20,6 @@
 namespace tovra::cli {
 namespace {
 
-std::string spaceLabel(const store::ResearchSpace& space) {
-  return "the research space “" + space.name + "”";
-}
-
 nlohmann::json spaceJson(store::Store& store, const store::ResearchSpace& space) {
   auto json = toJson(space);
   nlohmann::json queries = nlohmann::json::array();
@@ -75,11 +71,7 @@ struct ParkArgs {
 void runPark(Context& context, const ParkArgs& args) {
   const auto country = requireCountry(args.country);
   Watchlist watchlist(context);
-  const auto space = requireSpace(watchlist.store(), args.space);
-  const auto paste = readPaste(args.texts, watchlist.store().queries().ofSpace(space.rowId), country);
-  std::vector<store::TrackedQuery> parked;
-  watchlist.edit([&] { parked = watchlist.writer().parkKeywords(space, paste.drafts); });
-  printPaste(context, paste, parked, spaceLabel(space), country);
+  addPaste(context, watchlist, Owner::of(requireSpace(watchlist.store(), args.space)), args.texts, country);
 }
 
 struct KeywordArgs {

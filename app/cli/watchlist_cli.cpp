@@ -11,7 +11,9 @@
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
+#include "app/research/keyword_draft.h"
 #include "app/research/keyword_key.h"
+#include "app/research/keyword_list_parser.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
@@ -85,20 +87,27 @@ store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId
   throw failed(fmt::format("{} research spaces are called “{}”; name one by its id: {}", named.size(), wanted, ids));
 }
 
+std::string spaceLabel(const store::ResearchSpace& space) {
+  return "the research space “" + space.name + "”";
+}
+
+Owner Owner::of(const store::TrackedApp& app) {
+  return Owner{app, std::nullopt, app.displayName};
+}
+
+Owner Owner::of(const store::ResearchSpace& space) {
+  return Owner{std::nullopt, space, spaceLabel(space)};
+}
+
 std::vector<store::TrackedQuery> Owner::queries(store::Store& store) const {
   return app ? store.queries().ofApp(app->rowId) : store.queries().ofSpace(space->rowId);
 }
 
 Owner requireOwner(store::Store& store, std::string_view text) {
-  Owner owner;
   if (text.starts_with(kSpacePrefix)) {
-    owner.space = requireSpace(store, text.substr(kSpacePrefix.size()));
-    owner.label = "the research space “" + owner.space->name + "”";
-  } else {
-    owner.app = requireApp(store, text);
-    owner.label = owner.app->displayName;
+    return Owner::of(requireSpace(store, text.substr(kSpacePrefix.size())));
   }
-  return owner;
+  return Owner::of(requireApp(store, text));
 }
 
 std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQuery>& queries,
@@ -115,6 +124,14 @@ std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQ
 std::string describeKeyword(std::string_view keyword, std::string_view country) {
   return fmt::format("“{}” in {}", research::collapseWhitespace(keyword), upperCountry(country));
 }
+
+namespace {
+
+struct Paste {
+  research::KeywordListParser::Result result;
+  std::optional<std::string> notice;
+  std::vector<research::KeywordDraft> drafts;
+};
 
 Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
                 const std::string& country) {
@@ -176,6 +193,19 @@ void printPaste(Context& context, const Paste& paste, const std::vector<store::T
   if (paste.notice) {
     out << *paste.notice << "\n";
   }
+}
+
+}  // namespace
+
+void addPaste(Context& context, Watchlist& watchlist, const Owner& owner, const std::vector<std::string>& texts,
+              const std::string& country) {
+  const auto paste = readPaste(texts, owner.queries(watchlist.store()), country);
+  std::vector<store::TrackedQuery> added;
+  watchlist.edit([&] {
+    added = owner.app ? watchlist.writer().addKeywords(*owner.app, paste.drafts)
+                      : watchlist.writer().parkKeywords(*owner.space, paste.drafts);
+  });
+  printPaste(context, paste, added, owner.label, country);
 }
 
 void confirmDeletion(Context& context, Watchlist& watchlist, const store::DeletionPlan& plan, bool yes) {

@@ -7,8 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "app/research/keyword_draft.h"
-#include "app/research/keyword_list_parser.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/records.h"
 #include "app/store/watchlist_editor.h"
@@ -46,11 +44,16 @@ store::TrackedApp requireApp(store::Store& store, std::string_view appStoreId);
 // By its id, else by its name (exact after trimming); several spaces of one name must be named by id.
 store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId);
 
+// "the research space “NAME”"
+std::string spaceLabel(const store::ResearchSpace& space);
+
 // Who a keyword belongs to on the command line: an app by its App Store id, or "space:NAME".
 struct Owner {
   std::optional<store::TrackedApp> app;
   std::optional<store::ResearchSpace> space;
-  std::string label;  // the app's name, or "the research space “NAME”"
+  std::string label;  // the app's name, or spaceLabel
+  static Owner of(const store::TrackedApp& app);
+  static Owner of(const store::ResearchSpace& space);
   std::vector<store::TrackedQuery> queries(store::Store& store) const;
 };
 Owner requireOwner(store::Store& store, std::string_view text);
@@ -60,18 +63,12 @@ std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQ
 std::string describeKeyword(std::string_view keyword, std::string_view country);  // “maps” in US
 
 // Several TEXT arguments read as one paste: joined by line breaks and parsed against the keywords the
-// owner already has in `country` (so re-adding one is reported as already added). A paste that names
-// no keyword, or that drops keywords for being too long or over the limit, ends the command with
-// nothing added.
-struct Paste {
-  research::KeywordListParser::Result result;
-  std::optional<std::string> notice;
-  std::vector<research::KeywordDraft> drafts;
-};
-Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
-                const std::string& country);
-void printPaste(Context& context, const Paste& paste, const std::vector<store::TrackedQuery>& added,
-                const std::string& target, const std::string& country);
+// owner already has in `country` (so re-adding one is reported as already added), then added to the app
+// or parked in the space in one edit, and what was added printed with the notice. A paste that names no
+// keyword, or that drops keywords for being too long or over the limit, ends the command with nothing
+// added.
+void addPaste(Context& context, Watchlist& watchlist, const Owner& owner, const std::vector<std::string>& texts,
+              const std::string& country);
 
 // Shows the plan; carries it out only with `yes`.
 void confirmDeletion(Context& context, Watchlist& watchlist, const store::DeletionPlan& plan, bool yes);
