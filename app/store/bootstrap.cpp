@@ -1,7 +1,9 @@
 #include "app/store/bootstrap.h"
 
+#include <algorithm>
 #include <array>
 
+#include "AsoKit/text.h"
 #include "app/store/schema.h"
 #include "app/store/store_error.h"
 
@@ -21,11 +23,16 @@ std::string trimmed(std::string_view text) {
 }
 
 // A marker is the user's file and may hold anything; its text becomes part of a folder name, so
-// anything that could leave the folder or confuse a file manager is replaced.
+// anything that could leave the folder or confuse a file manager is replaced, and a long one is cut
+// between characters, never inside one.
 std::string labelFrom(const std::string& marker) {
   constexpr std::size_t maxLength = 40;
+  std::size_t end = std::min(marker.size(), maxLength);
+  while (end > 0 && end < marker.size() && (static_cast<unsigned char>(marker[end]) & 0xC0) == 0x80) {
+    --end;
+  }
   std::string label;
-  for (const char c : marker.substr(0, maxLength)) {
+  for (const char c : marker.substr(0, end)) {
     const auto byte = static_cast<unsigned char>(c);
     label.push_back(byte < 0x20 || byte == 0x7f || c == '/' || c == '\\' || c == ':' ? '_' : c);
   }
@@ -65,7 +72,9 @@ StoreOpenResult StoreBootstrap::open() const {
   const fs::path store = storeFile();
   const bool storeExists = fileManager_.exists(store);
   const auto markerText = fileManager_.readFile(directory_ / markerFileName);
-  const std::string stored = markerText ? trimmed(*markerText) : std::string();
+  // A marker that is not UTF-8 text is unreadable: there was no version.
+  const bool readable = markerText && asokit::text::isValidUtf8(*markerText);
+  const std::string stored = readable ? trimmed(*markerText) : std::string();
   const auto storedVersion = SchemaVersion::parse(stored);
   const std::string stamp = localTime_.stamp(now_.now());
 

@@ -108,6 +108,14 @@ TEST_F(BootstrapTest, AMatchingMarkerTakesNoCopy) {
   EXPECT_FALSE(fs::exists(backups));
 }
 
+std::string repeated(const std::string& text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) {
+    out += text;
+  }
+  return out;
+}
+
 struct MarkerCase {
   std::string marker;
   std::string folder;
@@ -124,11 +132,18 @@ TEST_P(BootstrapMarkerTest, ADifferentMarkerNamesTheCopyWithoutLeavingTheBackups
   EXPECT_TRUE(fs::exists(backups / GetParam().folder / "default.store"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Markers, BootstrapMarkerTest,
-                         ::testing::Values(MarkerCase{"0.9.0", "20250114-093012-v0.9.0"},
-                                           MarkerCase{"1.0.0.1\n", "20250114-093012-v1.0.0.1"},
-                                           MarkerCase{"../../etc", "20250114-093012-v.._.._etc"},
-                                           MarkerCase{"", "20250114-093012-vunversioned"}));
+INSTANTIATE_TEST_SUITE_P(
+    Markers, BootstrapMarkerTest,
+    ::testing::Values(MarkerCase{"0.9.0", "20250114-093012-v0.9.0"},
+                      MarkerCase{"1.0.0.1\n", "20250114-093012-v1.0.0.1"},
+                      MarkerCase{"../../etc", "20250114-093012-v.._.._etc"},
+                      MarkerCase{"", "20250114-093012-vunversioned"}, MarkerCase{" \n", "20250114-093012-vunversioned"},
+                      // Not UTF-8 text: unreadable, so no version at all.
+                      MarkerCase{"\xff\xfe"
+                                 "1.0.0",
+                                 "20250114-093012-vunversioned"},
+                      // A long marker is cut between characters, never inside one.
+                      MarkerCase{"x" + repeated("ğ", 30), "20250114-093012-vx" + repeated("ğ", 19)}));
 
 TEST_F(BootstrapTest, AFailedCopyIsIgnoredAndTheStoreStillOpens) {
   makeStore(std::nullopt);
