@@ -83,22 +83,5 @@ INSTANTIATE_TEST_SUITE_P(
         ClassifyCase{"empty", "", Kind::invalid, "", AppInputKind::invalid},
         ClassifyCase{"white_space_only", " \u3000\n\u00A0", Kind::invalid, "", AppInputKind::invalid}));
 
-TEST(AppStoreLink, IsTrueOnlyForLinksThatYieldAnId) {
-  EXPECT_TRUE(isAppStoreLink("https://apps.apple.com/us/app/lumen/id1234567890"));
-  EXPECT_TRUE(isAppStoreLink("  https://apps.apple.com/us/app/lumen/id1234567890\n"));
-  EXPECT_FALSE(isAppStoreLink("1234567890"));
-  EXPECT_FALSE(isAppStoreLink("https://apps.apple.com/us/app/lumen"));
-  EXPECT_FALSE(isAppStoreLink("apps.apple.com/us/app/lumen/id1234567890"));
-  EXPECT_FALSE(isAppStoreLink("com.lumen.photo"));
-}
-
-TEST(AppStoreLink, CopiedTextIsUsedTrimmedOnlyWhenItIsALink) {
-  EXPECT_EQ(copiedAppStoreLink("\n https://apps.apple.com/us/app/lumen/id1234567890 \n"),
-            "https://apps.apple.com/us/app/lumen/id1234567890");
-  EXPECT_EQ(copiedAppStoreLink("1234567890"), std::nullopt);
-  EXPECT_EQ(copiedAppStoreLink("Lumen Photo"), std::nullopt);
-  EXPECT_EQ(copiedAppStoreLink(""), std::nullopt);
-}
-
 }  // namespace
 }  // namespace tovra::research

@@ -65,14 +65,6 @@ TEST_F(HintProbeModelTest, AProbeOfTheSameDayIsServedFromTheStoreAndNotAfterMidn
   EXPECT_EQ(model.trail().size(), 3u);
 }
 
-TEST_F(HintProbeModelTest, AnAnswerWithoutPrioritiesIsShownAndKept) {
-  auto model = make();
-  model.ask("pho", "us");
-  ASSERT_TRUE(model.outcome());
-  EXPECT_FALSE(model.outcome()->carriesPriority);
-  EXPECT_FALSE(store->probes().all().at(0).carriedPriority);
-}
-
 TEST_F(HintProbeModelTest, WaitsForARunAndForAHold) {
   auto duringRun = make(RequestGate([] { return true; }, [] { return std::optional<std::int64_t>(75); }));
   duringRun.ask("pho", "us");

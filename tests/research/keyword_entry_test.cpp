@@ -92,28 +92,36 @@ TEST_F(KeywordEntryTest, CleanCommitClearsAnEarlierNoticeButWhiteSpaceLeavesIt) 
   EXPECT_EQ(entry.notice(), std::nullopt);
 }
 
-TEST_F(KeywordEntryTest, PasteGuardSwallowsTheSameTextForOneAndAHalfSeconds) {
+struct GuardCase {
+  const char* name;
+  std::chrono::milliseconds after;  // how long after the paste commit Return is pressed
+  std::string text;                 // what the field holds then
+  CommitOutcome outcome;
+  std::optional<std::string> notice;
+};
+
+void PrintTo(const GuardCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class PasteGuardTest : public KeywordEntryTest, public ::testing::WithParamInterface<GuardCase> {};
+
+TEST_P(PasteGuardTest, AReturnAfterAPasteDoesNotAddTheListTwice) {
+  const auto& c = GetParam();
   ASSERT_EQ(entry.fieldChanged("", "a, b", "us"), CommitOutcome::committed);
-  clock.advance(1499ms);
-  EXPECT_EQ(entry.commit("a, b", "us"), CommitOutcome::takenByPaste);
+  clock.advance(c.after);
+  EXPECT_EQ(entry.commit(c.text, "us"), c.outcome);
   EXPECT_EQ(entry.drafts().size(), 2u);
-  EXPECT_EQ(entry.notice(), std::nullopt);
+  EXPECT_EQ(entry.notice(), c.notice);
+  EXPECT_EQ(entry.pasteGuard().consumed->text, c.outcome == CommitOutcome::takenByPaste ? "a, b" : c.text);
 }
 
-TEST_F(KeywordEntryTest, AfterTheWindowTheSameTextCommitsAsAlreadyAdded) {
-  entry.commit("a, b", "us");
-  clock.advance(1500ms);
-  EXPECT_EQ(entry.commit("a, b", "us"), CommitOutcome::committed);
-  EXPECT_EQ(entry.drafts().size(), 2u);
-  EXPECT_EQ(entry.notice(), "2 already added");
-}
-
-TEST_F(KeywordEntryTest, PasteGuardWantsExactlyTheSameText) {
-  entry.commit("a, b", "us");
-  EXPECT_EQ(entry.commit("a, b ", "us"), CommitOutcome::committed);
-  EXPECT_EQ(entry.notice(), "2 already added");
-  EXPECT_EQ(entry.pasteGuard().consumed->text, "a, b ");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Guard, PasteGuardTest,
+    ::testing::Values(GuardCase{"SameTextWithinTheWindow", 1499ms, "a, b", CommitOutcome::takenByPaste, std::nullopt},
+                      GuardCase{"SameTextAfterTheWindow", 1500ms, "a, b", CommitOutcome::committed, "2 already added"},
+                      GuardCase{"OtherTextWithinTheWindow", 0ms, "a, b ", CommitOutcome::committed, "2 already added"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(KeywordEntryTest, TypingCharacterByCharacterNeverCommits) {
   std::string field;

@@ -70,14 +70,6 @@ INSTANTIATE_TEST_SUITE_P(Keywords, KeywordKeyTest,
                                            TextCase{"white_space_collapsed", "  Photo \u3000 EDITOR\n", "photo editor"},
                                            TextCase{"turkish_sentence", "SEPETİ ÇİÇEK", "sepeti çiçek"}));
 
-TEST(KeywordKey, TurkishCapitalDottedIMeetsItsLowerCaseForm) {
-  EXPECT_EQ(keywordKey("İZMİR"), keywordKey("izmir"));
-  EXPECT_EQ(keywordKey("İĞNEADA"), keywordKey("iğneada"));
-  // Root-locale lower-casing turns the plain capital I into i, never into the dotless ı.
-  EXPECT_EQ(keywordKey("DİYARBAKIR"), "diyarbakir");
-  EXPECT_NE(keywordKey("ılık"), keywordKey("ilik"));
-}
-
 TEST(KeywordKey, RootLocaleLowerCasingIgnoresTheTurkishDefault) {
   EXPECT_EQ(lowerCased("TITLE"), "title");
   EXPECT_EQ(lowerCased("İ"), "i\u0307");
