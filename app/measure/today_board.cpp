@@ -9,7 +9,8 @@ TodayBoard::TodayBoard(store::Store& store, const asokit::Calendar& calendar, as
     : store_(store), calendar_(calendar), wall_(wall) {}
 
 void TodayBoard::refresh() {
-  queue_ = buildTodayQueue(store::readTodaySnapshot(store_, kReadingsBeforeChange), calendar_, queue_.undoableMark);
+  queue_ = buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange)),
+                           calendar_, queue_.undoableMark);
 }
 
 const TodayRow* TodayBoard::row(std::int64_t id) const {

@@ -70,10 +70,14 @@ bool moved(const TodayRow& row) {
 }  // namespace
 
 TodayChange changeOf(const asokit::RankHistory& history) {
-  if (history.readingCount() < kReadingsBeforeChange) {
-    return TodayChange::accumulating(static_cast<std::int64_t>(history.readingCount()));
+  return changeOf(history, static_cast<std::int64_t>(history.readingCount()));
+}
+
+TodayChange changeOf(const asokit::RankHistory& latest, std::int64_t readingCount) {
+  if (readingCount < static_cast<std::int64_t>(kReadingsBeforeChange)) {
+    return TodayChange::accumulating(readingCount);
   }
-  const auto change = history.change();
+  const auto change = latest.change();
   if (!change) {
     return TodayChange::unknown();
   }
@@ -124,7 +128,19 @@ std::string rankText(std::optional<std::int64_t> rank, std::int64_t resultCount)
 }
 
 void sortRows(std::vector<TodayRow>& rows) {
-  std::stable_sort(rows.begin(), rows.end(), comesBefore);
+  // Sorting positions, then moving each row once, is much cheaper than shuffling the rows themselves.
+  std::vector<std::size_t> order(rows.size());
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    order[i] = i;
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return comesBefore(rows[a], rows[b]); });
+  std::vector<TodayRow> sorted;
+  sorted.reserve(rows.size());
+  for (const auto i : order) {
+    sorted.push_back(std::move(rows[i]));
+  }
+  rows = std::move(sorted);
 }
 
 std::string notMeasuredReason(store::RunOutcomeStatus status, const std::optional<std::string>& message) {
@@ -176,13 +192,39 @@ TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::C
       names[localization.app->value].push_back(localization);
     }
   }
-  const auto labelOf = [&](const store::TrackedQuery& query, const store::TrackedApp* app) {
+  // A label depends on the app and the country only, so it is made once per pair.
+  std::unordered_map<std::string, std::string> labels;
+  const std::vector<store::AppLocalization> noNames;
+  const auto labelOf = [&](const store::TrackedQuery& query, const store::TrackedApp* app) -> const std::string& {
+    auto key = std::to_string(app ? app->rowId.value : 0) + "|" + query.country;
+    const auto known = labels.find(key);
+    if (known != labels.end()) {
+      return known->second;
+    }
     const auto found = app ? names.find(app->rowId.value) : names.end();
-    return appLabel(query, app ? std::optional(*app) : std::nullopt,
-                    found == names.end() ? std::vector<store::AppLocalization>{} : found->second);
+    return labels
+        .emplace(std::move(key), appLabel(query, app ? std::optional(*app) : std::nullopt,
+                                          found == names.end() ? noNames : found->second))
+        .first->second;
   };
 
+  // Readings of a run share their day, so the calendar is asked once per distinct instant.
+  std::unordered_map<std::int64_t, asokit::WallTime> dayStarts;
+  const auto startOfDay = [&](asokit::WallTime moment) {
+    const auto key = moment.time_since_epoch().count();
+    const auto found = dayStarts.find(key);
+    if (found != dayStarts.end()) {
+      return found->second;
+    }
+    return dayStarts.emplace(key, calendar.startOfDay(moment)).first->second;
+  };
+  std::unordered_map<std::int64_t, std::optional<std::string>> icons;
+  for (const auto& app : snapshot.apps) {
+    icons.emplace(app.rowId.value, app.artworkUrl512 ? asokit::lookup::iconUrl(*app.artworkUrl512) : std::nullopt);
+  }
+
   TodayQueue queue;
+  queue.pending.reserve(snapshot.keywords.size());
   if (snapshot.lastRun) {
     queue.finishedAt = snapshot.lastRun->finishedAt;
     queue.day = calendar.startOfDay(snapshot.lastRun->finishedAt.value_or(snapshot.lastRun->startedAt));
@@ -196,7 +238,7 @@ TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::C
     keywords.emplace(keyword.query.rowId.value, &keyword);
   }
   std::unordered_set<std::int64_t> unmeasuredInLastRun;
-  for (const auto& outcome : snapshot.lastRunOutcomes) {
+  for (const auto& outcome : snapshot.lastRunMisses) {
     const auto status = outcome.status();
     if (!outcome.query || !status || *status == store::RunOutcomeStatus::measured) {
       continue;
@@ -213,7 +255,6 @@ TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::C
   }
 
   bool markStillThere = false;
-  std::vector<TodayRow> rows;
   for (const auto& keyword : snapshot.keywords) {
     const auto& query = keyword.query;
     const auto* app = apps.count(query.app->value) ? apps.at(query.app->value) : nullptr;
@@ -235,27 +276,24 @@ TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::C
     row.country = query.country;
     row.appStoreId = app->appStoreId;
     row.appLabel = labelOf(query, app);
-    row.iconURL = app->artworkUrl512 ? asokit::lookup::iconUrl(*app->artworkUrl512) : std::nullopt;
+    row.iconURL = icons[app->rowId.value];
     row.rank = latest.rank;
     row.resultCount = latest.resultCount;
     row.source = latest.source;
     row.measuredAt = latest.measuredAt;
-    row.day = calendar.startOfDay(latest.day);
+    row.day = startOfDay(latest.day);
     std::vector<asokit::RankPoint> points;
     points.reserve(keyword.latest.size());
     for (const auto& reading : keyword.latest) {
-      points.push_back({calendar.startOfDay(reading.day), reading.rank});
+      points.push_back({startOfDay(reading.day), reading.rank});
     }
     row.history = asokit::RankHistory(std::move(points));
-    row.change = changeOf(row.history);
-    row.isReviewed = keyword.latestMark && calendar.isSameDay(keyword.latestMark->day, latest.day);
-    if (undoableMark && keyword.latestMark && keyword.latestMark->rowId == undoableMark->rowId) {
+    row.readingCount = keyword.readingCount;
+    row.change = changeOf(row.history, keyword.readingCount);
+    row.isReviewed = keyword.latestMark && startOfDay(keyword.latestMark->day) == row.day;
+    if (undoableMark && keyword.latestMark && keyword.latestMark->mark == undoableMark->rowId) {
       markStillThere = true;
     }
-    rows.push_back(std::move(row));
-  }
-
-  for (auto& row : rows) {
     auto& list = row.isReviewed                               ? queue.reviewed
                  : row.change.kind == TodayChange::Kind::held ? queue.held
                                                               : queue.pending;

@@ -33,6 +33,8 @@ inline constexpr std::size_t kReadingsBeforeChange = 7;
 // The change a history shows: accumulating under seven readings; otherwise from the last two ranks,
 // unknown when either is absent.
 TodayChange changeOf(const asokit::RankHistory& history);
+// The same from the newest readings alone and the count of all of them (counted up to seven at least).
+TodayChange changeOf(const asokit::RankHistory& latest, std::int64_t readingCount);
 std::string_view changeKindName(TodayChange::Kind kind);
 // "dropped 5", "rose 3", "held", "change unknown", "accumulating · 2 of 7 readings"
 std::string changeText(const TodayChange& change);
@@ -53,8 +55,9 @@ struct TodayRow {
   std::string source;
   asokit::WallTime measuredAt;
   asokit::WallTime day;  // the latest reading's day: the day a review mark is about
-  // The newest readings, as many as the change needs (at most seven); `tovra history` reads the rest.
+  // The newest readings, as many as the change needs (the last two); `tovra history` reads the rest.
   asokit::RankHistory history;
+  std::int64_t readingCount = 0;  // all the keyword's readings, counted up to kReadingsBeforeChange
   TodayChange change;
   bool isReviewed = false;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <unordered_map>
 
 #include "app/store/rows.h"
 #include "app/store/store.h"
@@ -9,7 +10,52 @@
 
 namespace tovra::store {
 
-TodaySnapshot readTodaySnapshot(Store& store, std::size_t readingsPerKeyword) {
+namespace {
+
+bool later(const TodaySnapshot::MarkedDay& a, const TodaySnapshot::MarkedDay& b) {
+  return a.day != b.day ? a.day > b.day : a.mark > b.mark;
+}
+
+// The newest review mark of each keyword with a reading. Marks are few next to readings, so up to a few
+// per keyword are read in one pass; a store holding more is asked keyword by keyword, through the
+// (query, day) index without the table.
+void readLatestMarks(Store& store, std::vector<TodaySnapshot::Keyword>& keywords) {
+  const auto limit = static_cast<std::int64_t>(keywords.size()) * 4 + 16;
+  std::unordered_map<std::int64_t, TodaySnapshot::MarkedDay> newest;
+  Rows all(store, "SELECT query, pk, day FROM ReviewMark WHERE query IS NOT NULL LIMIT ?1");
+  all.restart(limit + 1);
+  std::int64_t seen = 0;
+  while (all.next() && ++seen <= limit) {
+    const TodaySnapshot::MarkedDay mark{RecordId<ReviewMark>{all.integer(1)}, all.time(2)};
+    const auto [at, inserted] = newest.try_emplace(all.integer(0), mark);
+    if (!inserted && later(mark, at->second)) {
+      at->second = mark;
+    }
+  }
+  if (seen <= limit) {
+    for (auto& keyword : keywords) {
+      const auto found = newest.find(keyword.query.rowId.value);
+      if (keyword.readingCount > 0 && found != newest.end()) {
+        keyword.latestMark = found->second;
+      }
+    }
+    return;
+  }
+  Rows marks(store, "SELECT pk, day FROM ReviewMark WHERE query = ?1 ORDER BY day DESC, pk DESC LIMIT 1");
+  for (auto& keyword : keywords) {
+    if (keyword.readingCount == 0) {
+      continue;
+    }
+    marks.restart(keyword.query.rowId.value);
+    if (marks.next()) {
+      keyword.latestMark = TodaySnapshot::MarkedDay{RecordId<ReviewMark>{marks.integer(0)}, marks.time(1)};
+    }
+  }
+}
+
+}  // namespace
+
+TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo) {
   const Transaction snapshot(store, Transaction::Mode::read);
   TodaySnapshot result;
   result.apps = store.apps().all();
@@ -34,34 +80,62 @@ TodaySnapshot readTodaySnapshot(Store& store, std::size_t readingsPerKeyword) {
     result.keywords.push_back(std::move(keyword));
   }
 
-  // One index probe per keyword on (query, day), walking back from its newest reading.
-  const std::string latestSql =
-      "SELECT pk, day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE query = ?1 "
-      "ORDER BY day DESC, pk DESC LIMIT " +
-      std::to_string(readingsPerKeyword);
-  Rows latest(store, latestSql.c_str());
-  Rows marks(store, "SELECT pk, day, markedAt FROM ReviewMark WHERE query = ?1 ORDER BY day DESC, pk DESC LIMIT 1");
+  // Per keyword, one walk of the (query, day) index alone gives its newest rows and counts them up to
+  // `countUpTo`. Only the newest two of each are then read in full, in row order, which keeps the table
+  // reads close together.
+  const std::string newestSql =
+      "SELECT pk FROM StoredObservation WHERE query = ?1 ORDER BY day DESC, pk DESC LIMIT " + std::to_string(countUpTo);
+  Rows newest(store, newestSql.c_str());
+  struct Wanted {
+    std::int64_t row;
+    std::size_t keyword;
+  };
+  std::vector<Wanted> wanted;
+  wanted.reserve(result.keywords.size() * 2);
+  for (std::size_t k = 0; k < result.keywords.size(); ++k) {
+    auto& keyword = result.keywords[k];
+    newest.restart(keyword.query.rowId.value);
+    while (newest.next()) {
+      if (keyword.readingCount++ < 2) {
+        wanted.push_back({newest.integer(0), k});
+      }
+    }
+  }
+  readLatestMarks(store, result.keywords);
+  std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.row < b.row; });
+  Rows reading(store, "SELECT day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE pk = ?1");
+  for (const auto& want : wanted) {
+    reading.restart(want.row);
+    if (reading.next()) {
+      auto& keyword = result.keywords[want.keyword];
+      keyword.latest.push_back(StoredObservation{RecordId<StoredObservation>{want.row}, reading.time(0),
+                                                 reading.time(1), reading.optionalInteger(2), reading.integer(3),
+                                                 std::string(reading.text(4)), keyword.query.rowId});
+    }
+  }
   for (auto& keyword : result.keywords) {
-    const auto id = keyword.query.rowId;
-    latest.restart(id.value);
-    while (latest.next()) {
-      keyword.latest.push_back(StoredObservation{RecordId<StoredObservation>{latest.integer(0)}, latest.time(1),
-                                                 latest.time(2), latest.optionalInteger(3), latest.integer(4),
-                                                 std::string(latest.text(5)), id});
-    }
-    std::reverse(keyword.latest.begin(), keyword.latest.end());
-    if (keyword.latest.empty()) {
-      continue;
-    }
-    marks.restart(id.value);
-    if (marks.next()) {
-      keyword.latestMark = ReviewMark{RecordId<ReviewMark>{marks.integer(0)}, marks.time(1), marks.time(2), id};
-    }
+    std::sort(keyword.latest.begin(), keyword.latest.end(), [](const StoredObservation& a, const StoredObservation& b) {
+      return a.day != b.day ? a.day < b.day : a.rowId < b.rowId;
+    });
   }
 
   result.lastRun = store.runs().latest();
   if (result.lastRun) {
-    result.lastRunOutcomes = store.outcomes().ofRun(result.lastRun->rowId);
+    Rows misses(store,
+                "SELECT pk, statusRaw, message, query FROM RunOutcome WHERE run = ?1 AND statusRaw <> 'measured' "
+                "ORDER BY pk");
+    misses.restart(result.lastRun->rowId.value);
+    while (misses.next()) {
+      RunOutcome outcome;
+      outcome.rowId = RecordId<RunOutcome>{misses.integer(0)};
+      outcome.statusRaw = std::string(misses.text(1));
+      outcome.message = misses.optionalText(2);
+      outcome.run = result.lastRun->rowId;
+      if (!misses.isNull(3)) {
+        outcome.query = RecordId<TrackedQuery>{misses.integer(3)};
+      }
+      result.lastRunMisses.push_back(std::move(outcome));
+    }
   }
   return result;
 }

@@ -13,21 +13,27 @@ class Store;
 // What the today queue is built from, read under one snapshot: every keyword of an app with its newest
 // readings and its newest review mark, the apps and their names, and the last run with its outcomes.
 struct TodaySnapshot {
+  // A review mark as the queue needs it: which mark, and the day it marks.
+  struct MarkedDay {
+    RecordId<ReviewMark> mark;
+    WallTime day;
+  };
   struct Keyword {
     TrackedQuery query;
-    std::vector<StoredObservation> latest;  // the newest readings, oldest first; at most the asked number
-    std::optional<ReviewMark> latestMark;   // the keyword's newest review mark, of whatever day
+    std::vector<StoredObservation> latest;  // the newest two readings (fewer when there are fewer), oldest first
+    std::int64_t readingCount = 0;          // all the keyword's readings, counted up to the asked number
+    std::optional<MarkedDay> latestMark;    // the keyword's newest review mark, of whatever day
   };
 
   std::vector<TrackedApp> apps;
   std::vector<AppLocalization> localizations;
   std::vector<Keyword> keywords;  // keywords of an app, in row order; research-space keywords never
   std::optional<MeasurementRun> lastRun;
-  std::vector<RunOutcome> lastRunOutcomes;
+  std::vector<RunOutcome> lastRunMisses;  // the last run's outcomes other than measured, in run order
 };
 
-// Reads the snapshot with at most `readingsPerKeyword` readings per keyword: the queue needs the last
-// two readings and whether there are seven, never a keyword's whole series. Throws StoreError.
-TodaySnapshot readTodaySnapshot(Store& store, std::size_t readingsPerKeyword);
+// Reads the snapshot. The queue needs a keyword's last two readings and whether it has `countUpTo` of
+// them, never its whole series, so readings are counted up to that number only. Throws StoreError.
+TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo);
 
 }  // namespace tovra::store
