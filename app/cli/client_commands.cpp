@@ -181,11 +181,16 @@ void runLookup(Context& context, const LookupArgs& args) {
   if (!args.bundleId.empty()) {
     requireUtf8(args.bundleId, "The bundle id");
     const auto app = context.client().lookupBundle(args.bundleId, args.country, cancel);
-    if (!app && !context.json) {
+    // One app or none: the app itself, or null when the store knows no app by that bundle id.
+    if (context.json) {
+      printJson(context.out(), app ? nlohmann::json(*app) : nlohmann::json(nullptr));
+      return;
+    }
+    if (!app) {
       context.out() << "The store knows no app with the bundle id " << args.bundleId << " in this country.\n";
       return;
     }
-    printApps(context, app ? std::vector{*app} : std::vector<asokit::AppInfo>{});
+    printApps(context, {*app});
     return;
   }
   printApps(context, context.client().lookup(args.ids, args.country, cancel));

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "AsoKit/shared_pacing.h"
 #include "tests/e2e/harness.h"
 
 namespace {
@@ -56,6 +57,10 @@ TEST_F(ClientCliTest, SearchAsksOnceWithOnlyTheStorefrontHeaderThenLooksTheHeadU
   EXPECT_EQ(answer["apps"][0]["iconURL"], "https://icons.invalid/a/128x128bb.webp");
   EXPECT_EQ(answer["apps"][0]["ratingCount"], 48210);
   EXPECT_EQ(answer["apps"][1]["ratingCount"], nullptr);  // unknown stays null, never 0
+  for (const auto* key : {"bundleId", "iconURL", "averageRating"}) {
+    ASSERT_TRUE(answer["apps"][1].contains(key)) << key;  // absent is written as null, never left out
+    EXPECT_EQ(answer["apps"][1][key], nullptr) << key;
+  }
 
   const auto requests = h.requests();
   ASSERT_EQ(requests.size(), 2u);
@@ -102,6 +107,8 @@ TEST_F(ClientCliTest, HintsKeepTheStoreOrderAndPriorities) {
   EXPECT_EQ(answer["carriesPriority"], true);
   EXPECT_EQ(answer["terms"][0], (json{{"position", 1}, {"term", "photo editor"}, {"priority", nullptr}}));
   EXPECT_EQ(answer["terms"][1]["priority"], 9000);
+  EXPECT_THAT(answer["observedAt"].get<std::string>(),
+              ::testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z"));
   const auto hints = h.requests("hints");
   ASSERT_EQ(hints.size(), 1u);
   EXPECT_EQ(hints[0].query, "clientApplication=Software&term=pho");
@@ -122,8 +129,11 @@ TEST_F(ClientCliTest, LookupByIdsAndByBundleId) {
 
   const auto byBundle = h.run({"--json", "lookup", "--bundle-id", "com.brightside.lumen", "--country", "us"});
   ASSERT_EQ(byBundle.exitCode, 0) << describe(byBundle);
-  EXPECT_EQ(json::parse(byBundle.out)[0]["id"], "6443120871");
+  EXPECT_EQ(json::parse(byBundle.out)["id"], "6443120871");  // one app, not a list
   EXPECT_EQ(h.requests("lookup")[1].query, "bundleId=com.brightside.lumen&country=us&lang=en_us");
+  const auto noBundle = h.run({"--json", "lookup", "--bundle-id", "com.nobody.here", "--country", "us"});
+  ASSERT_EQ(noBundle.exitCode, 0) << describe(noBundle);
+  EXPECT_EQ(json::parse(noBundle.out), nullptr);
 
   const auto unknown = h.run({"lookup", "42424242", "--country", "us"});
   EXPECT_EQ(unknown.exitCode, 0) << describe(unknown);
@@ -179,6 +189,33 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"NotAnId", {"lookup", "12x", "--country", "us"}, 2, "“12x” is not an app id", 0},
         FailureCase{"InvalidUtf8", {"search", "\xff\xfe", "--country", "us"}, 2, "The term is not valid UTF-8", 0}),
     [](const auto& info) { return std::string(info.param.name); });
+
+// While the store holds requests back, every command that would ask it is refused with exit status 3
+// and asks nothing.
+class ClientCliDuringAHold : public ClientCliTest, public ::testing::WithParamInterface<std::vector<std::string>> {};
+
+TEST_P(ClientCliDuringAHold, ExitsThreeWithoutARequest) {
+  asokit::SharedPacingFile(h.stateDir()).hold(std::chrono::system_clock::now() + std::chrono::seconds{900});
+  for (const bool machine : {false, true}) {
+    auto args = GetParam();
+    if (machine) {
+      args.insert(args.begin(), "--json");
+    }
+    const auto r = h.run(args);
+    EXPECT_EQ(r.exitCode, 3) << describe(r);
+    EXPECT_TRUE(r.out.empty()) << describe(r);
+    EXPECT_FALSE(r.err.empty()) << describe(r);
+  }
+  EXPECT_TRUE(h.requests().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, ClientCliDuringAHold,
+    ::testing::Values(std::vector<std::string>{"search", "photo editor", "--country", "us"},
+                      std::vector<std::string>{"hints", "pho", "--country", "us"},
+                      std::vector<std::string>{"lookup", "6443120871", "--country", "us"},
+                      std::vector<std::string>{"lookup", "--bundle-id", "com.brightside.lumen", "--country", "us"}),
+    [](const auto& info) { return info.param[0] + (info.param[1] == "--bundle-id" ? "Bundle" : ""); });
 
 TEST_F(ClientCliTest, NetworkFailuresReadClearly) {
   // Nothing listens on port 1 of loopback.
