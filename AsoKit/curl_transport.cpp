@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "AsoKit/aso_error.h"
+#include "AsoKit/text.h"
 #include "AsoKit/transport.h"
 
 namespace asokit {
@@ -29,19 +30,13 @@ void startCurlOnce() {
   }
 }
 
-std::string asciiLower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c); });
-  return text;
-}
-
 bool sameName(const std::string& a, const std::string& b) {
-  return asciiLower(a) == asciiLower(b);
+  return text::asciiLower(a) == text::asciiLower(b);
 }
 
 // Only addresses that never leave this computer may be spoken to in plain http.
 bool isLoopbackHost(std::string host) {
-  host = asciiLower(std::move(host));
+  host = text::asciiLower(host);
   if (!host.empty() && host.back() == '.') {
     host.pop_back();
   }
@@ -88,7 +83,7 @@ Target inspect(const std::string& url) {
   }
   Target target;
   target.url = url;
-  target.scheme = asciiLower(urlPart(parsed.get(), CURLUPART_SCHEME, 0));
+  target.scheme = text::asciiLower(urlPart(parsed.get(), CURLUPART_SCHEME, 0));
   if (target.scheme != "http" && target.scheme != "https") {
     throw TransportError(fmt::format("Refusing {}: only https addresses can be fetched", url));
   }

@@ -11,17 +11,6 @@ namespace tovra::store {
 namespace fs = std::filesystem;
 namespace {
 
-std::string trimmed(std::string_view text) {
-  const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-  while (!text.empty() && isSpace(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && isSpace(text.back())) {
-    text.remove_suffix(1);
-  }
-  return std::string(text);
-}
-
 // A marker is the user's file and may hold anything; its text becomes part of a folder name, so
 // anything that could leave the folder or confuse a file manager is replaced, and a long one is cut
 // between characters, never inside one.
@@ -74,7 +63,7 @@ StoreOpenResult StoreBootstrap::open() const {
   const auto markerText = fileManager_.readFile(directory_ / markerFileName);
   // A marker that is not UTF-8 text is unreadable: there was no version.
   const bool readable = markerText && asokit::text::isValidUtf8(*markerText);
-  const std::string stored = readable ? trimmed(*markerText) : std::string();
+  const std::string stored = readable ? std::string(asokit::text::trimWhitespace(*markerText)) : std::string();
   const auto storedVersion = SchemaVersion::parse(stored);
   const std::string stamp = localTime_.stamp(now_.now());
 

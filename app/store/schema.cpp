@@ -7,6 +7,7 @@
 #include <charconv>
 #include <set>
 
+#include "AsoKit/text.h"
 #include "app/store/store_error.h"
 
 namespace tovra::store {
@@ -252,13 +253,7 @@ std::string SchemaVersion::text() const {
 }
 
 std::optional<SchemaVersion> SchemaVersion::parse(std::string_view text) {
-  const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-  while (!text.empty() && isSpace(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && isSpace(text.back())) {
-    text.remove_suffix(1);
-  }
+  text = asokit::text::trimWhitespace(text);
   std::array<int, 3> parts{};
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const char* begin = text.data();
