@@ -44,7 +44,8 @@ TEST_F(StoreCliTest, StoreCountsWhatIsTrackedAndExportWritesTheWholeStore) {
   ASSERT_EQ(answer["rows"].size(), 12u);
   EXPECT_EQ(answer["rows"][0]["count"], 1);  // the app
   const auto human = h.run({"store"});
-  EXPECT_THAT(human.out, HasSubstr("KB"));
+  EXPECT_THAT(human.out, ::testing::MatchesRegex("[0-9]+ KB on disk · 1 app · 1 keyword\n\n(.|\n)*"));
+  EXPECT_THAT(human.out, HasSubstr("daily ranks"));
 
   const auto target = h.directory() / "out.json";
   const auto exported = h.run({"export", "-o", target.string()});
