@@ -6,6 +6,7 @@
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/watchlist_json.h"
 #include "app/research/app_resolver_model.h"
 #include "app/research/country_name.h"
 #include "app/research/resolver_store.h"
@@ -49,7 +50,7 @@ void listCandidates(Context& context, const std::vector<DiscoveredApp>& apps) {
                       {"id", app.id},
                       {"name", app.name},
                       {"developer", app.developer},
-                      {"bundleId", app.bundleId ? nlohmann::json(*app.bundleId) : nlohmann::json(nullptr)}});
+                      {"bundleId", orNull(app.bundleId)}});
     }
     printJson(context.out(), {{"candidates", std::move(list)}});
     return;

@@ -5,23 +5,11 @@
 #include "AsoKit/shared_pacing.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/watchlist_json.h"
 #include "app/research/measurement_presence.h"
 #include "app/store/dates.h"
 
 namespace tovra::cli {
-namespace {
-
-nlohmann::json timeOrNull(const std::optional<asokit::WallTime>& time) {
-  return time ? nlohmann::json(store::isoUtc(*time)) : nlohmann::json(nullptr);
-}
-
-template <class T>
-nlohmann::json orNull(const std::optional<T>& value) {
-  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
-}
-
-}  // namespace
-
 bool measurementRunning() {
   return research::MeasurementPresence(asokit::SharedPacingFile::defaultDirectory()).running();
 }
@@ -51,14 +39,14 @@ nlohmann::json toJson(const research::AutocompleteReach& reach) {
           {"letters", orNull(reach.letters)},
           {"position", orNull(reach.position)},
           {"keywordLength", reach.keywordLength},
-          {"asOf", timeOrNull(reach.asOf)}};
+          {"asOf", isoOrNull(reach.asOf)}};
 }
 
 nlohmann::json toJson(const research::KeywordSignals& signals) {
   return {{"keyword", signals.keyword},
           {"country", signals.country},
           {"difficulty", toJson(signals.difficulty)},
-          {"difficultyAsOf", timeOrNull(signals.difficultyAsOf)},
+          {"difficultyAsOf", isoOrNull(signals.difficultyAsOf)},
           {"difficultySource", orNull(signals.difficultySource)},
           {"reach", toJson(signals.reach)}};
 }

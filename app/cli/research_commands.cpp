@@ -116,7 +116,7 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
                               {"source", *model.source()},
                               {"searchedAt", store::isoUtc(*model.lastSearchAt())},
                               {"unchanged", model.unchanged()},
-                              {"saveFailure", model.saveFailure() ? nlohmann::json(*model.saveFailure()) : nullptr},
+                              {"saveFailure", orNull(model.saveFailure())},
                               {"apps", apps},
                               {"tracked", tracked}});
   } else {
@@ -189,7 +189,7 @@ void runSignals(Context& context, const SignalsArgs& args) {
     nlohmann::json out{{"signals", toJson(signals)},
                        {"summary", toJson(summary)},
                        {"probes", probes},
-                       {"saveFailure", check.saveFailure() ? nlohmann::json(*check.saveFailure()) : nullptr}};
+                       {"saveFailure", orNull(check.saveFailure())}};
     if (args.explain) {
       out["help"] = research::signalsHelp();
     }

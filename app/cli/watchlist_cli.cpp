@@ -173,7 +173,7 @@ void printPaste(Context& context, const Paste& paste, const std::vector<store::T
       keywords.push_back(toJson(context.store(), query));
     }
     printJson(context.out(), {{"added", std::move(keywords)},
-                              {"notice", paste.notice ? nlohmann::json(*paste.notice) : nlohmann::json(nullptr)},
+                              {"notice", orNull(paste.notice)},
                               {"repeated", paste.result.repeated},
                               {"alreadyAdded", paste.result.alreadyAdded},
                               {"tooLong", paste.result.tooLong},

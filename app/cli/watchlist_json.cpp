@@ -6,11 +6,6 @@
 namespace tovra::cli {
 namespace {
 
-template <class T>
-nlohmann::json orNull(const std::optional<T>& value) {
-  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
-}
-
 template <class... Ts>
 struct Overloaded : Ts... {
   using Ts::operator()...;

@@ -24,5 +24,9 @@ nlohmann::json toJson(store::Store& store, const store::TrackedQuery& query);
 // The subject, the confirmation's texts, the count of each list and the kept counts.
 nlohmann::json toJson(const store::DeletionPlan& plan, bool deleted);
 nlohmann::json isoOrNull(const std::optional<store::WallTime>& time);
+template <class T>
+nlohmann::json orNull(const std::optional<T>& value) {
+  return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
 
 }  // namespace tovra::cli
