@@ -10,6 +10,7 @@
 
 #include "app/store/store.h"
 #include "app/store/store_error.h"
+#include "app/store/transaction.h"
 #include "fixtures.h"
 #include "temp_dir.h"
 
@@ -241,6 +242,36 @@ TEST_F(ExportFileTest, AFailedWriteKeepsTheEarlierFileAndLeavesNoHalfFile) {
   EXPECT_NE(failure->description().find("could not be written"), std::string::npos) << failure->description();
   EXPECT_EQ(bytesOf(target), "the earlier export");
   EXPECT_EQ(namesInDir(), std::vector<std::string>{"export.json"});
+}
+
+TEST(ExportSnapshotTest, ARunWrittenByAnotherProcessDuringTheExportIsNotInTheFile) {
+  testing::TempDir dir;
+  const auto file = dir.path() / "default.store";
+  auto store = Store::open(file);
+  {
+    // Enough readings that the file goes out in several pieces before the runs are read.
+    Transaction bulk(*store);
+    const auto app = store->apps().insert(makeApp("1"));
+    const auto query = store->queries().insert(makeQuery("maps", "us", app.rowId));
+    for (int day = 0; day < 8000; ++day) {
+      store->observations().insert(makeReading(query.rowId, utc(2000, 1, 1) + std::chrono::days{day}, day % 50 + 1));
+    }
+    bulk.commit();
+  }
+  auto otherProcess = Store::open(file);
+  int pieces = 0;
+  std::string text;
+  exportStore(*store, kExportedAt, [&](std::string_view piece) {
+    if (pieces++ == 0) {
+      otherProcess->runs().insert(MeasurementRun{{}, utc(2025, 1, 14, 9), utc(2025, 1, 14, 9, 2), false, false, 1, 1});
+    }
+    text.append(piece);
+  });
+  ASSERT_GT(pieces, 1);
+  EXPECT_EQ(otherProcess->runs().count(), 1);
+  const auto whole = nlohmann::json::parse(text);
+  EXPECT_TRUE(whole["runs"].empty()) << "one snapshot for the whole file";
+  EXPECT_EQ(whole["apps"][0]["queries"][0]["observations"].size(), 8000u);
 }
 
 TEST_F(ExportFileTest, AFolderAsTargetIsRefusedInWords) {
