@@ -1,13 +1,11 @@
 #include "app/store/watchlist_editor.h"
 
-#include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 
 #include "AsoKit/clock.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
 #include "fixtures.h"
-#include "temp_dir.h"
 
 namespace tovra::store {
 namespace {
@@ -60,23 +58,6 @@ TEST_F(WatchlistEditorTest, AFailedSaveSaysSoWithTheStoresOwnWords) {
   editor.setDraftName("Travel");
   EXPECT_FALSE(editor.commitRename());
   EXPECT_EQ(editor.failure(), "Tovra could not save this change: The record is no longer in the store.");
-}
-
-TEST(WatchlistEditorDiskTest, AFullDiskReachesTheFailureLine) {
-  testing::TempDir dir;
-  asokit::VirtualClock clock;
-  auto store = Store::open(dir.path() / "default.store");
-  WatchlistWriter writer(*store, clock.wall());
-  WatchlistEditor editor(*store, writer);
-  const auto pages = store->database().execAndGet("PRAGMA page_count").getInt();
-  store->database().exec("PRAGMA max_page_count = " + std::to_string(pages));
-  EXPECT_FALSE(editor.apply([&] {
-    writer.trackApp(AppFacts{"1000000001", std::string(5000, 'n'), "Dev"}, "us", false);
-  }));
-  EXPECT_EQ(editor.failure(),
-            "Tovra could not save this change: The disk is full while saving the change; nothing was "
-            "changed.");
-  EXPECT_EQ(store->apps().count(), 0);
 }
 
 TEST_F(WatchlistEditorTest, AConfirmedDeletionIsCarriedOutAndTheConfirmationCloses) {
