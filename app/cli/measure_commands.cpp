@@ -56,9 +56,9 @@ void printReport(Context& context, const RunReport& report) {
     table.print(out);
   }
   out << "\n" << texts::sourceLine(report.source) << "\n";
-  out << fmt::format("{} measured{}{} failed{}{} skipped{}{} {}{}{} {}\n", report.measured, kDot, report.failed, kDot,
-                     report.skipped, kDot, report.queryCount, report.queryCount == 1 ? "keyword" : "keywords", kDot,
-                     report.requestCount, report.requestCount == 1 ? "request" : "requests");
+  out << fmt::format("{} measured{}{} failed{}{} skipped{}{} {}\n", report.measured, kDot, report.failed, kDot,
+                     report.skipped, kDot, report.requestCount, report.requestCount == 1 ? "request" : "requests")
+      << texts::keywordCount(report.queryCount) << "\n";
   if (report.isFirstMeasurement) {
     out << "The first ranks of this store.\n";
   }
@@ -83,6 +83,7 @@ void runMeasure(Context& context) {
   }
 
   const auto queries = store.queries().measurable();
+  const auto lastRun = store.runs().latest();
   switch (runner.start(queries)) {
     case measure::MeasurementRunner::StartResult::coolingDown:
       throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
@@ -102,14 +103,24 @@ void runMeasure(Context& context) {
   const auto& live = *runner.live();
   total = static_cast<std::int64_t>(live.plan.size());
   if (!context.json) {
-    context.out() << texts::planSummary(live.queryCount, total) << "\n"
+    const auto offer = measure::measureOffer(true, true, lastRun ? lastRun->finishedAt : std::nullopt);
+    if (offer.kind == measure::MeasureOffer::Kind::due) {
+      context.out() << texts::lastMeasured(*offer.lastFinishedAt, live.startedAt, calendar) << " ";
+    }
+    context.out() << texts::kOfferExplanation << "\n"
+                  << texts::planSummary(live.queryCount, total) << "\n"
                   << texts::pacingNote(total) << kDot << texts::kRanksLand << "\n"
                   << std::flush;
   }
 
   // The first Ctrl-C asks the run to stop after the request in flight; the runner hears it on the main
   // thread, like any other change.
-  const std::stop_callback onStop(context.userStop().get_token(), [&] { queue.post([&] { runner.stop(); }); });
+  const std::stop_callback onStop(context.userStop().get_token(), [&] {
+    queue.post([&] {
+      runner.stop();
+      context.err() << texts::kStopping << "\n";
+    });
+  });
   queue.runUntil([&] { return !runner.isLive(); });
   if (showProgress) {
     context.err() << "\n";
