@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/aso_error.h"
+#include "AsoKit/json_codec.h"
 #include "AsoKit/lookup.h"
 #include "AsoKit/search_hints.h"
 #include "AsoKit/store_search.h"
@@ -150,6 +151,20 @@ TEST(LookupParse, OddValuesDegradeFieldByField) {
   EXPECT_EQ(apps[2].id, "4");
   EXPECT_FALSE(apps[2].userRatingCount);
   EXPECT_FALSE(apps[2].bundleId);
+}
+
+TEST(AppInfoCoding, KeysAreTheFieldNamesAndAnAbsentValueIsNull) {
+  const AppInfo full{"1", "A", "Dev", "a.b.c", "https://x/512x512bb.jpg", 12, 4.5};
+  const nlohmann::json written = full;
+  EXPECT_EQ(written, nlohmann::json::parse(R"({"id":"1","name":"A","developer":"Dev","bundleId":"a.b.c",
+    "artworkUrl512":"https://x/512x512bb.jpg","userRatingCount":12,"averageUserRating":4.5})"));
+  EXPECT_EQ(written.get<AppInfo>(), full);
+
+  const AppInfo bare{"2", "B", "", {}, {}, {}, {}};
+  const nlohmann::json nulls = bare;
+  EXPECT_EQ(nulls, nlohmann::json::parse(R"({"id":"2","name":"B","developer":"","bundleId":null,
+    "artworkUrl512":null,"userRatingCount":null,"averageUserRating":null})"));
+  EXPECT_EQ(nulls.get<AppInfo>(), bare);
 }
 
 TEST(LookupParse, ShapeErrors) {
