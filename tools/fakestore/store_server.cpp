@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 #include <httplib.h>
 
-#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include "AsoKit/storefront.h"
+#include "AsoKit/text.h"
 #include "tools/fakestore/answers.h"
 
 namespace tovra::fakestore {
@@ -42,10 +42,7 @@ Asked readRequest(Endpoint endpoint, const QueryItems& params, const httplib::Re
     const auto bundleId = queryValue(params, "bundleId");
     asked.facts.term = ids ? *ids : bundleId.value_or("");
     if (const auto country = queryValue(params, "country")) {
-      std::string lower = *country;
-      std::transform(lower.begin(), lower.end(), lower.begin(),
-                     [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-      asked.facts.country = lower;
+      asked.facts.country = asokit::text::asciiLower(*country);
     }
     if (!ids && !bundleId) {
       asked.problem = "a lookup needs \"id\" or \"bundleId\"";
