@@ -41,7 +41,10 @@ std::vector<RunEntry> runEntries(store::Store& store, const std::vector<store::T
 }
 
 MeasurementRunner::MeasurementRunner(Services services)
-    : services_(services), token_(std::make_shared<Token>(Token{this})) {}
+    : services_(services), token_(std::make_shared<Token>(Token{this})) {
+  // Started during a hold (another process's, or this one's before a restart), it counts down at once.
+  refreshCooldown();
+}
 
 MeasurementRunner::~MeasurementRunner() {
   // Tasks already posted find no runner; the threads end at once and are joined by their destructors.

@@ -341,6 +341,16 @@ TEST(MeasurementRunner, TheFirstMeasurementEverIsToldApart) {
 namespace tovra::measure {
 namespace {
 
+using namespace std::chrono_literals;
+
+TEST(MeasurementRunner, ARunnerMadeDuringAHoldCountsItDownAtOnce) {
+  testing::Rig rig;
+  rig.client.hold(rig.clock.wallNow() + 75s);
+  MeasurementRunner late({rig.queue, rig.client, *rig.store, rig.clock.wall(), rig.ticker, rig.calendar});
+  EXPECT_EQ(late.cooldownSecondsLeft(), 75);
+  EXPECT_EQ(late.start({}), MeasurementRunner::StartResult::coolingDown);
+}
+
 TEST(MeasurementRunner, ARunIsKnownToTheUsersOtherProcessesWhileItLasts) {
   store::testing::TempDir state;
   const research::MeasurementPresence presence(state.path());
