@@ -37,6 +37,16 @@ Context::Context(std::ostream& out, std::ostream& err) : out_(out), err_(err) {}
 
 Context::~Context() = default;
 
+std::stop_source& Context::userStop() {
+  listensForStop_ = true;
+  return userStop_;
+}
+
+bool Context::requestUserStop() {
+  userStop_.request_stop();
+  return listensForStop_;
+}
+
 bool Context::stderrIsTerminal() const {
   return isatty(STDERR_FILENO) == 1;
 }

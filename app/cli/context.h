@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <iosfwd>
 #include <memory>
@@ -40,7 +41,11 @@ class Context final {
   asokit::MonotonicClock& monotonic() { return monotonic_; }
   asokit::WallClock& wall() { return wall_; }
   // Requested on the first Ctrl-C: a run finishes the request in flight and keeps what was measured.
-  std::stop_source& userStop() { return userStop_; }
+  // A command that asks for it listens, so the first Ctrl-C waits for it; any other command quits at once.
+  std::stop_source& userStop();
+  bool listensForStop() const { return listensForStop_; }
+  // The first Ctrl-C, for the interrupt watcher: true when a command listens and will stop by itself.
+  bool requestUserStop();
   // Requested on the second Ctrl-C: waits and requests in flight end at once.
   std::stop_source& cancel() { return cancel_; }
 
@@ -53,6 +58,7 @@ class Context final {
   std::unique_ptr<asokit::AsoClient> client_;
   std::unique_ptr<tovra::store::Store> store_;
   std::stop_source userStop_;
+  std::atomic<bool> listensForStop_{false};
   std::stop_source cancel_;
 };
 

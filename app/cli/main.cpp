@@ -28,12 +28,12 @@ void watchInterrupts(tovra::cli::Context& context) {
       if (sigwait(&set, &signal) != 0) {
         continue;
       }
-      if (signal == SIGTERM || ++interrupts >= 2) {
+      // A command that does not listen for the stop (a one-off search, a lookup) quits on the first.
+      if (signal == SIGTERM || ++interrupts >= 2 || !context.requestUserStop()) {
         context.cancel().request_stop();
         std::cerr << "\nStopped.\n";
         _exit(static_cast<int>(Exit::stoppedByUser));
       }
-      context.userStop().request_stop();
       std::cerr << "\nStopping after the request in flight… (Ctrl-C again quits at once)\n";
     }
   }).detach();

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <thread>
+
 #include "AsoKit/shared_pacing.h"
 #include "tests/e2e/harness.h"
 
@@ -34,7 +37,8 @@ json scenario() {
           {"faults",
            {{{"path", "search"}, {"term", "gone"}, {"status", 404}},
             {{"path", "search"}, {"term", "odd"}, {"reshape", "no-bubbles"}},
-            {{"path", "hints"}, {"term", "json"}, {"reshape", "not-plist"}}}}};
+            {{"path", "hints"}, {"term", "json"}, {"reshape", "not-plist"}},
+            {{"path", "search"}, {"term", "slow"}, {"delayMs", 20000}}}}};
 }
 
 std::string describe(const RunResult& r) {
@@ -216,6 +220,19 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"lookup", "6443120871", "--country", "us"},
                       std::vector<std::string>{"lookup", "--bundle-id", "com.brightside.lumen", "--country", "us"}),
     [](const auto& info) { return info.param[0] + (info.param[1] == "--bundle-id" ? "Bundle" : ""); });
+
+TEST_F(ClientCliTest, OneCtrlCEndsAOneOffSearchAtOnce) {
+  // A search has nothing to keep, so it does not wait for the request in flight as a run does.
+  auto search = h.start({"search", "slow", "--country", "us"});
+  for (int i = 0; i < 200 && h.requests("search").empty(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+  }
+  ASSERT_EQ(h.requests("search").size(), 1u);
+  search->signal(SIGINT);
+  const auto r = search->wait(std::chrono::seconds(5));  // the fake store holds its answer for 20 s
+  EXPECT_FALSE(r.timedOut);
+  EXPECT_EQ(r.exitCode, 4) << describe(r);
+}
 
 TEST_F(ClientCliTest, NetworkFailuresReadClearly) {
   // Nothing listens on port 1 of loopback.
