@@ -84,6 +84,14 @@ void runMeasure(Context& context) {
 
   const auto queries = store.queries().measurable();
   const auto lastRun = store.runs().latest();
+  // The first Ctrl-C asks the run to stop after the request in flight; the runner hears it on the main
+  // thread, like any other change. Listening starts before the run does, so no Ctrl-C finds it deaf.
+  const std::stop_callback onStop(context.userStop().get_token(), [&] {
+    queue.post([&] {
+      runner.stop();
+      context.err() << texts::kStopping << "\n";
+    });
+  });
   switch (runner.start(queries)) {
     case measure::MeasurementRunner::StartResult::coolingDown:
       throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
@@ -113,14 +121,6 @@ void runMeasure(Context& context) {
                   << std::flush;
   }
 
-  // The first Ctrl-C asks the run to stop after the request in flight; the runner hears it on the main
-  // thread, like any other change.
-  const std::stop_callback onStop(context.userStop().get_token(), [&] {
-    queue.post([&] {
-      runner.stop();
-      context.err() << texts::kStopping << "\n";
-    });
-  });
   queue.runUntil([&] { return !runner.isLive(); });
   if (showProgress) {
     context.err() << "\n";
