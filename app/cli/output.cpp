@@ -1,8 +1,8 @@
 #include "app/cli/output.h"
 
-#include "AsoKit/storefront.h"
 #include "AsoKit/text.h"
 #include "app/cli/command.h"
+#include "app/research/keyword_key.h"
 
 namespace tovra::cli {
 
@@ -58,13 +58,7 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string upperCountry(std::string_view country) {
-  auto code = asokit::storefront::normalizeCountry(country);
-  for (auto& c : code) {
-    if (c >= 'a' && c <= 'z') {
-      c = static_cast<char>(c - 'a' + 'A');
-    }
-  }
-  return code;
+  return research::upperCountry(country);
 }
 
 void requireUtf8(std::string_view text, std::string_view what) {
