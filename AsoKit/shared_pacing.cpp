@@ -147,9 +147,10 @@ std::optional<MonoTime> SharedPacingFile::claimSlot(MonoTime now, std::chrono::n
   }
   auto state = locked.read();
   const auto nowNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count();
-  // A slot from another boot counts on a clock that no longer runs; a slot in the future of this clock
-  // can only come from such a clock too.
-  if (state.bootId == bootId_ && state.slotNanos && *state.slotNanos <= nowNanos) {
+  // A slot from another boot counts on a clock that no longer runs. A slot a little after `now` is
+  // another process's booking made between our reading of the clock and our taking of the lock, and it
+  // is waited out like any other; one further ahead than an interval cannot come from this clock.
+  if (state.bootId == bootId_ && state.slotNanos && *state.slotNanos <= nowNanos + interval.count()) {
     const auto earliest = *state.slotNanos + interval.count();
     if (earliest > nowNanos) {
       return MonoTime(std::chrono::duration_cast<MonoTime::duration>(std::chrono::nanoseconds{earliest}));

@@ -67,6 +67,20 @@ TEST(SharedPacing, ASlotFromAnotherBootIsForgotten) {
   EXPECT_EQ(sameBoot.claimSlot(clock.monoNow(), 1200ms), clock.monoNow() + 1200ms);
 }
 
+TEST(SharedPacing, ASlotBookedAfterWeReadTheClockIsWaitedOut) {
+  TempDir dir;
+  VirtualClock clock;
+  const auto readBeforeTheLock = clock.monoNow();
+  clock.advance(3ms);
+  SharedPacingFile other(dir.path(), "boot-a");
+  ASSERT_EQ(other.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+
+  SharedPacingFile mine(dir.path(), "boot-a");
+  EXPECT_EQ(mine.claimSlot(readBeforeTheLock, 1200ms), clock.monoNow() + 1200ms);
+  // Far ahead of this clock, a slot is no booking of this boot and is taken over.
+  EXPECT_EQ(mine.claimSlot(readBeforeTheLock - 10s, 1200ms), std::nullopt);
+}
+
 TEST(SharedPacing, ADamagedFileReadsAsEmptyAndIsRewritten) {
   TempDir dir;
   VirtualClock clock;
