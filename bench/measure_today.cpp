@@ -31,12 +31,13 @@ namespace fs = std::filesystem;
 
 constexpr int kRounds = 101;
 
-// The latest two readings per keyword of an app, each found through the (query, day) index: the best
-// plan SQLite has for the question.
+// The latest two readings per keyword of an app, each found by walking down the keyword's newest
+// periods: the best plan SQLite has for the question.
 constexpr const char* kLatestTwo =
     "SELECT o.query, o.day, o.measuredAt, o.rank, o.resultCount, o.source FROM TrackedQuery q "
-    "JOIN StoredObservation o ON o.pk IN (SELECT s.pk FROM StoredObservation s WHERE s.query = q.pk "
-    "ORDER BY s.day DESC LIMIT 2) WHERE q.app IS NOT NULL";
+    "JOIN StoredObservation o ON o.pk IN (SELECT s.pk FROM ReadingPeriod p JOIN StoredObservation s "
+    "ON s.period = p.pk WHERE p.query = q.pk ORDER BY p.span DESC, s.day DESC, s.pk DESC LIMIT 2) "
+    "WHERE q.app IS NOT NULL";
 
 // The baseline on a connection of its own, as the sqlite3 program would hold it.
 class LatestTwo final {

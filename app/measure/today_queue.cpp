@@ -1,6 +1,7 @@
 #include "app/measure/today_queue.h"
 
 #include <algorithm>
+#include <limits>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -26,41 +27,6 @@ int groupOf(TodayChange::Kind kind) {
       return 4;
   }
   return 5;
-}
-
-bool comesBefore(const TodayRow& a, const TodayRow& b) {
-  const auto groupA = groupOf(a.change.kind);
-  const auto groupB = groupOf(b.change.kind);
-  if (groupA != groupB) {
-    return groupA < groupB;
-  }
-  switch (a.change.kind) {
-    case TodayChange::Kind::dropped:
-    case TodayChange::Kind::rose:
-      if (a.change.amount != b.change.amount) {
-        return a.change.amount > b.change.amount;
-      }
-      break;
-    case TodayChange::Kind::accumulating:
-      if (a.change.amount != b.change.amount) {
-        return a.change.amount < b.change.amount;
-      }
-      break;
-    case TodayChange::Kind::held:
-    case TodayChange::Kind::unknownChange:
-      break;
-  }
-  if (a.rank.has_value() != b.rank.has_value()) {
-    return a.rank.has_value();
-  }
-  if (a.rank && *a.rank != *b.rank) {
-    return *a.rank < *b.rank;
-  }
-  // UTF-8 byte order is code-point order.
-  if (a.keyword != b.keyword) {
-    return a.keyword < b.keyword;
-  }
-  return a.country < b.country;
 }
 
 bool moved(const TodayRow& row) {
@@ -128,17 +94,55 @@ std::string rankText(std::optional<std::int64_t> rank, std::int64_t resultCount)
 }
 
 void sortRows(std::vector<TodayRow>& rows) {
-  // Sorting positions, then moving each row once, is much cheaper than shuffling the rows themselves.
-  std::vector<std::size_t> order(rows.size());
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    order[i] = i;
+  // Sorting small keys that sit next to each other, then moving each row once, is much cheaper than
+  // comparing and shuffling the rows themselves.
+  struct Key {
+    int group;
+    std::int64_t amount;  // larger first
+    std::int64_t rank;    // smaller first; an absent rank last
+    const TodayRow* row;
+    std::size_t index;
+  };
+  std::vector<Key> keys;
+  keys.reserve(rows.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const auto& row = rows[i];
+    std::int64_t amount = 0;
+    switch (row.change.kind) {
+      case TodayChange::Kind::dropped:
+      case TodayChange::Kind::rose:
+        amount = row.change.amount;
+        break;
+      case TodayChange::Kind::accumulating:
+        amount = -row.change.amount;
+        break;
+      case TodayChange::Kind::held:
+      case TodayChange::Kind::unknownChange:
+        break;
+    }
+    keys.push_back(
+        {groupOf(row.change.kind), amount, row.rank.value_or(std::numeric_limits<std::int64_t>::max()), &row, i});
   }
-  std::stable_sort(order.begin(), order.end(),
-                   [&](std::size_t a, std::size_t b) { return comesBefore(rows[a], rows[b]); });
+  std::stable_sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
+    if (a.group != b.group) {
+      return a.group < b.group;
+    }
+    if (a.amount != b.amount) {
+      return a.amount > b.amount;
+    }
+    if (a.rank != b.rank) {
+      return a.rank < b.rank;
+    }
+    // UTF-8 byte order is code-point order.
+    if (a.row->keyword != b.row->keyword) {
+      return a.row->keyword < b.row->keyword;
+    }
+    return a.row->country < b.row->country;
+  });
   std::vector<TodayRow> sorted;
   sorted.reserve(rows.size());
-  for (const auto i : order) {
-    sorted.push_back(std::move(rows[i]));
+  for (const auto& key : keys) {
+    sorted.push_back(std::move(rows[key.index]));
   }
   rows = std::move(sorted);
 }
@@ -180,7 +184,7 @@ std::string summaryLine(const TodayQueue& queue) {
   return line;
 }
 
-TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::Calendar& calendar,
+TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar& calendar,
                            std::optional<store::ReviewMark> undoableMark) {
   std::unordered_map<std::int64_t, const store::TrackedApp*> apps;
   for (const auto& app : snapshot.apps) {
@@ -233,60 +237,69 @@ TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::C
     queue.requestCount = snapshot.lastRun->requestCount;
   }
 
-  std::unordered_map<std::int64_t, const store::TodaySnapshot::Keyword*> keywords;
-  for (const auto& keyword : snapshot.keywords) {
-    keywords.emplace(keyword.query.rowId.value, &keyword);
-  }
+  const auto appOf = [&](const store::TrackedQuery& query) -> const store::TrackedApp* {
+    const auto found = apps.find(query.app->value);
+    return found == apps.end() ? nullptr : found->second;
+  };
+  // The snapshot lists keywords by row, so a keyword is found by halving.
+  const auto keywordOf = [&](std::int64_t row) -> const store::TodaySnapshot::Keyword* {
+    const auto found = std::lower_bound(snapshot.keywords.begin(), snapshot.keywords.end(), row,
+                                        [](const store::TodaySnapshot::Keyword& keyword, std::int64_t value) {
+                                          return keyword.query.rowId.value < value;
+                                        });
+    return found == snapshot.keywords.end() || found->query.rowId.value != row ? nullptr : &*found;
+  };
   std::unordered_set<std::int64_t> unmeasuredInLastRun;
   for (const auto& outcome : snapshot.lastRunMisses) {
     const auto status = outcome.status();
     if (!outcome.query || !status || *status == store::RunOutcomeStatus::measured) {
       continue;
     }
-    const auto found = keywords.find(outcome.query->value);
-    if (found == keywords.end() || found->second->query.isPaused) {
+    const auto* keyword = keywordOf(outcome.query->value);
+    if (!keyword || keyword->query.isPaused) {
       continue;  // deleted, moved out of the app, or paused since: not a failure to show
     }
-    const auto& query = found->second->query;
-    const auto* app = apps.count(query.app->value) ? apps.at(query.app->value) : nullptr;
+    const auto& query = keyword->query;
+    const auto* app = appOf(query);
     queue.notMeasured.push_back({query.rowId.value, query.keyword, query.country, app ? app->appStoreId : "",
                                  labelOf(query, app), *status, notMeasuredReason(*status, outcome.message)});
     unmeasuredInLastRun.insert(query.rowId.value);
   }
 
   bool markStillThere = false;
-  for (const auto& keyword : snapshot.keywords) {
-    const auto& query = keyword.query;
-    const auto* app = apps.count(query.app->value) ? apps.at(query.app->value) : nullptr;
+  for (auto& keyword : snapshot.keywords) {
+    auto& query = keyword.query;
+    const auto* app = appOf(query);
     if (!app) {
       continue;
     }
-    if (query.isPaused || keyword.latest.empty()) {
+    if (query.isPaused || !keyword.newest) {
       if (query.isPaused || !unmeasuredInLastRun.contains(query.rowId.value)) {
         auto& list = query.isPaused ? queue.paused : queue.notMeasuredYet;
         list.push_back({query.rowId.value, query, query.keyword, query.country, app->appStoreId, labelOf(query, app)});
       }
       continue;
     }
-    const auto& latest = keyword.latest.back();
+    auto& latest = *keyword.newest;
     TodayRow row;
     row.id = query.rowId.value;
-    row.query = query;
     row.keyword = query.keyword;
     row.country = query.country;
     row.appStoreId = app->appStoreId;
     row.appLabel = labelOf(query, app);
+    row.query = std::move(query);
     row.iconURL = icons[app->rowId.value];
     row.rank = latest.rank;
     row.resultCount = latest.resultCount;
-    row.source = latest.source;
+    row.source = std::move(latest.source);
     row.measuredAt = latest.measuredAt;
     row.day = startOfDay(latest.day);
     std::vector<asokit::RankPoint> points;
-    points.reserve(keyword.latest.size());
-    for (const auto& reading : keyword.latest) {
-      points.push_back({startOfDay(reading.day), reading.rank});
+    points.reserve(2);
+    if (keyword.previous) {
+      points.push_back({startOfDay(keyword.previous->day), keyword.previous->rank});
     }
+    points.push_back({startOfDay(latest.day), latest.rank});
     row.history = asokit::RankHistory(std::move(points));
     row.readingCount = keyword.readingCount;
     row.change = changeOf(row.history, keyword.readingCount);

@@ -111,8 +111,9 @@ std::string notMeasuredReason(store::RunOutcomeStatus status, const std::optiona
 // "12 keywords · 3 moved · 1 change unknown · 7 held · 2 not measured"
 std::string summaryLine(const TodayQueue& queue);
 
-// Builds the queue from a snapshot; `undoableMark` is kept while the store still holds it.
-TodayQueue buildTodayQueue(const store::TodaySnapshot& snapshot, const asokit::Calendar& calendar,
+// Builds the queue from a snapshot, taking its texts over; `undoableMark` is kept while the store still
+// holds it.
+TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar& calendar,
                            std::optional<store::ReviewMark> undoableMark = std::nullopt);
 
 }  // namespace tovra::measure

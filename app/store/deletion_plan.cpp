@@ -7,6 +7,7 @@
 #include <set>
 
 #include "app/research/keyword_key.h"
+#include "app/store/reading_periods.h"
 #include "app/store/sql.h"
 #include "app/store/transaction.h"
 
@@ -47,12 +48,16 @@ void append(std::vector<Id>& to, const std::vector<Id>& more) {
 void addHistory(Store& store, DeletionPlan& plan) {
   std::map<std::int64_t, std::int64_t> planOutcomesPerRun;
   for (const auto query : plan.queries) {
-    append(plan.observations, rowsWhere<StoredObservation>(
-                                  store, "SELECT pk FROM StoredObservation WHERE query = ? ORDER BY pk", query.value));
+    append(plan.observations,
+           rowsWhere<StoredObservation>(
+               store, "SELECT o.pk FROM " + std::string(periods::kReadingsOfQuery) + " ORDER BY o.pk", query.value));
     append(plan.reviewMarks,
            rowsWhere<ReviewMark>(store, "SELECT pk FROM ReviewMark WHERE query = ? ORDER BY pk", query.value));
     guarded(kReading, [&] {
-      Prepared statement(store, "SELECT pk, run FROM RunOutcome WHERE query = ? ORDER BY pk");
+      Prepared statement(
+          store,
+          "SELECT pk, run FROM RunOutcome WHERE period IN (SELECT pk FROM ReadingPeriod WHERE query = ?) "
+          "ORDER BY pk");
       statement->bind(1, query.value);
       while (statement->executeStep()) {
         plan.outcomes.push_back(RecordId<RunOutcome>{statement->getColumn(0).getInt64()});

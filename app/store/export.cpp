@@ -2,6 +2,7 @@
 
 #include "app/store/export_json.h"
 #include "app/store/json_stream.h"
+#include "app/store/reading_periods.h"
 #include "app/store/rows.h"
 #include "app/store/sql.h"
 #include "app/store/store.h"
@@ -29,9 +30,9 @@ class Walker final {
         spaceQueries_(store,
                       "SELECT pk, keyword, country, provenanceRaw, addedAt, isPaused FROM TrackedQuery "
                       "WHERE space = ?1 ORDER BY keyword, country, pk"),
-        observations_(store,
-                      "SELECT day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE query = ?1 "
-                      "ORDER BY day, pk"),
+        observations_(store, ("SELECT o.day, o.measuredAt, o.rank, o.resultCount, o.source FROM " +
+                              std::string(periods::kReadingsOfQuery) + std::string(periods::kOldestFirst))
+                                 .c_str()),
         reviewMarks_(store, "SELECT day, markedAt FROM ReviewMark WHERE query = ?1 ORDER BY day, pk"),
         spaces_(store,
                 "SELECT id, name, note, createdAt, promotedToAppStoreId, promotedAt, pk FROM ResearchSpace "

@@ -44,6 +44,7 @@ class Queries final : public Table<TrackedQuery> {
 struct RecordedReading {
   StoredObservation observation;  // as stored, with its row
   bool inserted = false;          // false when the day's earlier reading was updated in place
+  std::int64_t period = 0;        // the row of the reading's period (app/store/reading_periods.h)
 };
 
 class Observations final : public Table<StoredObservation> {
@@ -58,6 +59,13 @@ class Observations final : public Table<StoredObservation> {
   // calendar day of `reading.day`, that one takes `measuredAt`, `rank`, `resultCount` and `source`
   // from `reading`; otherwise `reading` is inserted. `reading.query` must be set.
   RecordedReading recordDay(const StoredObservation& reading, const asokit::Calendar& calendar);
+  // Like the table's own, but each reading also lands in the period of its day, which the first
+  // reading of a keyword's period creates. `reading.query` must be set.
+  StoredObservation insert(const StoredObservation& reading);
+  void update(const StoredObservation& reading);
+
+ private:
+  StoredObservation insertInto(std::int64_t period, const StoredObservation& reading);
 };
 
 class ReviewMarks final : public Table<ReviewMark> {
@@ -81,6 +89,15 @@ class Outcomes final : public Table<RunOutcome> {
   std::vector<RunOutcome> ofRun(RecordId<MeasurementRun> run) const;
   std::vector<RunOutcome> ofQuery(RecordId<TrackedQuery> query) const;
   std::vector<RunOutcome> ofObservation(RecordId<StoredObservation> observation) const;
+  // Like the table's own, but an outcome with a keyword is also tied to the keyword's period of the
+  // run's day, which deleting the keyword follows to clear the outcome's keyword.
+  RunOutcome insert(const RunOutcome& outcome);
+  void update(const RunOutcome& outcome);
+  // Inserts with the period already known (a run writing thousands of outcomes knows it).
+  RunOutcome insertInPeriod(const RunOutcome& outcome, std::optional<std::int64_t> period);
+
+ private:
+  std::optional<std::int64_t> periodFor(const RunOutcome& outcome);
 };
 
 struct SavedLadder {

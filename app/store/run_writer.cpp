@@ -2,6 +2,7 @@
 
 #include <unordered_set>
 
+#include "app/store/reading_periods.h"
 #include "app/store/sql.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
@@ -26,6 +27,7 @@ WrittenRun writeRun(Store& store, const MeasurementRun& run, asokit::WallTime da
     outcome.setStatus(item.status);
     outcome.message = item.message;
     outcome.run = written.run.rowId;
+    std::optional<std::int64_t> period;
     if (present.contains(item.query)) {
       outcome.query = item.query;
       if (item.status == RunOutcomeStatus::measured) {
@@ -38,10 +40,13 @@ WrittenRun writeRun(Store& store, const MeasurementRun& run, asokit::WallTime da
         reading.query = item.query;
         const auto recorded = observations.recordDay(reading, calendar);
         outcome.observation = recorded.observation.rowId;
+        period = recorded.period;
         ++(recorded.inserted ? written.readingsInserted : written.readingsUpdated);
+      } else {
+        period = guarded("saving the change", [&] { return periods::periodOf(store, item.query, day); });
       }
     }
-    written.outcomes.push_back(outcomes.insert(outcome));
+    written.outcomes.push_back(outcomes.insertInPeriod(outcome, period));
   }
   transaction.commit();
   return written;

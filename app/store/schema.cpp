@@ -23,6 +23,8 @@ struct Table {
   std::string_view name;
   std::vector<Column> columns;
   std::string_view tableConstraints;
+  // A table of the store's own bookkeeping rather than a model the rest of the system sees.
+  bool internal = false;
 };
 
 // Relationships are foreign keys whose ON DELETE follows the delete rule of the owning side: cascade
@@ -57,6 +59,18 @@ const std::vector<Table>& tables() {
         {"app", "INTEGER", "REFERENCES TrackedApp(pk) ON DELETE CASCADE"},
         {"space", "INTEGER", "REFERENCES ResearchSpace(pk) ON DELETE CASCADE"}},
        "CHECK (app IS NULL OR space IS NULL)"},
+      // A keyword's readings of one period of days (see ReadingPeriods). A reading belongs to its keyword
+      // through its period: the period carries the foreign key, so the readings' own index starts with
+      // the period and a day's run adds its readings next to each other instead of one to every
+      // keyword's stretch of the index.
+      {"ReadingPeriod",
+       {{"pk", "INTEGER", "PRIMARY KEY"},
+        {"span", "INTEGER", "NOT NULL"},
+        {"query", "INTEGER", "NOT NULL REFERENCES TrackedQuery(pk) ON DELETE CASCADE"}},
+       "",
+       true},
+      // `query` repeats the period's keyword so a reading reads back on its own; only the store's
+      // reading writer sets it, always together with `period`.
       {"StoredObservation",
        {{"pk", "INTEGER", "PRIMARY KEY"},
         {"day", "INTEGER", "NOT NULL"},
@@ -64,7 +78,8 @@ const std::vector<Table>& tables() {
         {"rank", "INTEGER", "CHECK (rank IS NULL OR rank >= 1)"},
         {"resultCount", "INTEGER", "NOT NULL"},
         {"source", "TEXT", "NOT NULL"},
-        {"query", "INTEGER", "REFERENCES TrackedQuery(pk) ON DELETE CASCADE"}},
+        {"query", "INTEGER", "NOT NULL"},
+        {"period", "INTEGER", "NOT NULL REFERENCES ReadingPeriod(pk) ON DELETE CASCADE"}},
        ""},
       {"MeasurementRun",
        {{"pk", "INTEGER", "PRIMARY KEY"},
@@ -80,8 +95,11 @@ const std::vector<Table>& tables() {
         {"statusRaw", "TEXT", "NOT NULL"},
         {"message", "TEXT", ""},
         {"run", "INTEGER", "REFERENCES MeasurementRun(pk) ON DELETE CASCADE"},
-        {"query", "INTEGER", "REFERENCES TrackedQuery(pk) ON DELETE SET NULL"},
-        {"observation", "INTEGER", "REFERENCES StoredObservation(pk) ON DELETE SET NULL"}},
+        {"query", "INTEGER", ""},
+        {"observation", "INTEGER", "REFERENCES StoredObservation(pk) ON DELETE SET NULL"},
+        // The outcome's keyword is tied through the keyword's period of the run's day, for the reason
+        // readings are (see ReadingPeriod); deleting the period clears `query` with it (see kTriggers).
+        {"period", "INTEGER", "REFERENCES ReadingPeriod(pk) ON DELETE SET NULL"}},
        "CHECK (observation IS NULL OR statusRaw = 'measured')"},
       {"ReviewMark",
        {{"pk", "INTEGER", "PRIMARY KEY"},
@@ -138,18 +156,20 @@ const std::vector<Table>& tables() {
 }
 
 // Every foreign key has an index (SQLite needs one to apply ON DELETE without scanning the child
-// table), plus what the today view, the runner and the export read in order: a keyword's readings by
-// day, saved searches by keyword and country, hint probes by prefix and country, the top-level lists by
-// their date.
-constexpr std::array<std::string_view, 17> kIndexes{
+// table), plus what the today view, the runner and the export read in order: a keyword's periods, a
+// period's readings by day, saved searches by keyword and country, hint probes by prefix and country,
+// the top-level lists by their date. A period's readings carry their ranks in the index too, which is
+// all a change needs of the reading before the newest.
+constexpr std::array<std::string_view, 18> kIndexes{
     "CREATE INDEX AppLocalization_app ON AppLocalization(app, country)",
     "CREATE INDEX TrackedApp_addedAt ON TrackedApp(addedAt)",
     "CREATE INDEX TrackedQuery_app ON TrackedQuery(app, keyword, country)",
     "CREATE INDEX TrackedQuery_space ON TrackedQuery(space, keyword, country)",
-    "CREATE INDEX StoredObservation_query_day ON StoredObservation(query, day)",
+    "CREATE UNIQUE INDEX ReadingPeriod_query_span ON ReadingPeriod(query, span)",
+    "CREATE INDEX StoredObservation_period_day ON StoredObservation(period, day, pk, rank)",
     "CREATE INDEX MeasurementRun_startedAt ON MeasurementRun(startedAt)",
     "CREATE INDEX RunOutcome_run ON RunOutcome(run)",
-    "CREATE INDEX RunOutcome_query ON RunOutcome(query)",
+    "CREATE INDEX RunOutcome_period ON RunOutcome(period)",
     "CREATE INDEX RunOutcome_observation ON RunOutcome(observation)",
     "CREATE INDEX ReviewMark_query_day ON ReviewMark(query, day)",
     "CREATE INDEX StoredLadder_keyword_country ON StoredLadder(keyword, country, fetchedAt)",
@@ -160,6 +180,19 @@ constexpr std::array<std::string_view, 17> kIndexes{
     "CREATE INDEX StoreHint_probe ON StoreHint(probe, position)",
     "CREATE INDEX ResearchSpace_createdAt ON ResearchSpace(createdAt)",
 };
+
+// An outcome's keyword is a plain column: an index on it would take one page of every keyword's
+// stretch per run, as the readings' did. The keyword's periods stand in for it: a period deleted with
+// its keyword takes the keyword off the outcomes tied to it, as the outcomes of a deleted keyword lose it.
+struct Trigger {
+  std::string_view name;
+  std::string_view body;  // after CREATE TRIGGER <name>
+};
+constexpr std::array<Trigger, 1> kTriggers{{
+    {"ReadingPeriod_clearsOutcomes",
+     "BEFORE DELETE ON ReadingPeriod BEGIN UPDATE RunOutcome SET query = NULL, period = NULL WHERE period = OLD.pk; "
+     "END"},
+}};
 
 std::string createStatement(const Table& table) {
   std::string sql = "CREATE TABLE " + std::string(table.name) + " (";
@@ -233,6 +266,14 @@ void checkShape(SQLite::Database& database, const Header& header) {
   if (header.tables != expected) {
     throw otherShape("it holds other tables");
   }
+  // Without its triggers the store would break its own delete rules.
+  for (const auto& trigger : kTriggers) {
+    SQLite::Statement found(database, "SELECT count(*) FROM sqlite_schema WHERE type = 'trigger' AND name = ?");
+    found.bind(1, std::string(trigger.name));
+    if (!found.executeStep() || found.getColumn(0).getInt() != 1) {
+      throw otherShape("its trigger " + std::string(trigger.name) + " is missing");
+    }
+  }
 }
 
 void createSchema(SQLite::Database& database) {
@@ -241,6 +282,9 @@ void createSchema(SQLite::Database& database) {
   }
   for (const auto index : kIndexes) {
     database.exec(std::string(index));
+  }
+  for (const auto& trigger : kTriggers) {
+    database.exec("CREATE TRIGGER " + std::string(trigger.name) + " " + std::string(trigger.body));
   }
   database.exec("PRAGMA application_id = " + std::to_string(TovraSchemaV1::applicationId));
   database.exec("PRAGMA user_version = " + std::to_string(TovraSchemaV1::userVersion));
@@ -283,7 +327,9 @@ const std::vector<std::string_view>& TovraSchemaV1::models() {
   static const std::vector<std::string_view> names = [] {
     std::vector<std::string_view> result;
     for (const auto& table : tables()) {
-      result.push_back(table.name);
+      if (!table.internal) {
+        result.push_back(table.name);
+      }
     }
     return result;
   }();

@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "app/store/reading_periods.h"
 #include "app/store/rows.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
@@ -80,43 +81,57 @@ TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo) {
     result.keywords.push_back(std::move(keyword));
   }
 
-  // Per keyword, one walk of the (query, day) index alone gives its newest rows and counts them up to
-  // `countUpTo`. Only the newest two of each are then read in full, in row order, which keeps the table
-  // reads close together.
-  const std::string newestSql =
-      "SELECT pk FROM StoredObservation WHERE query = ?1 ORDER BY day DESC, pk DESC LIMIT " + std::to_string(countUpTo);
+  // Per keyword, one walk down its newest periods, on the indexes alone, gives its newest readings with
+  // their days and ranks and counts them up to `countUpTo`. Only the newest of each is then read in
+  // full, in row order.
+  const std::string newestSql = "SELECT o.pk, o.day, o.rank FROM " + std::string(periods::kReadingsOfQuery) +
+                                std::string(periods::kNewestFirst) + " LIMIT " + std::to_string(countUpTo);
   Rows newest(store, newestSql.c_str());
   struct Wanted {
     std::int64_t row;
     std::size_t keyword;
   };
   std::vector<Wanted> wanted;
-  wanted.reserve(result.keywords.size() * 2);
+  wanted.reserve(result.keywords.size());
   for (std::size_t k = 0; k < result.keywords.size(); ++k) {
     auto& keyword = result.keywords[k];
     newest.restart(keyword.query.rowId.value);
     while (newest.next()) {
-      if (keyword.readingCount++ < 2) {
+      const auto position = keyword.readingCount++;
+      if (position == 0) {
         wanted.push_back({newest.integer(0), k});
+      } else if (position == 1) {
+        keyword.previous = TodaySnapshot::DayRank{newest.time(1), newest.optionalInteger(2)};
       }
     }
   }
   readLatestMarks(store, result.keywords);
   std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.row < b.row; });
-  Rows reading(store, "SELECT day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE pk = ?1");
+  // A run writes its day's readings one after another, so the wanted rows mostly come in long close
+  // stretches: stepping over a few rows between them is cheaper than looking each one up.
+  constexpr std::int64_t kStepOver = 16;
+  Rows reading(store,
+               "SELECT pk, day, measuredAt, rank, resultCount, source FROM StoredObservation WHERE pk >= ?1 "
+               "ORDER BY pk");
+  bool onRow = false;
   for (const auto& want : wanted) {
-    reading.restart(want.row);
-    if (reading.next()) {
-      auto& keyword = result.keywords[want.keyword];
-      keyword.latest.push_back(StoredObservation{RecordId<StoredObservation>{want.row}, reading.time(0),
-                                                 reading.time(1), reading.optionalInteger(2), reading.integer(3),
-                                                 std::string(reading.text(4)), keyword.query.rowId});
+    if (!onRow || want.row < reading.integer(0) || want.row - reading.integer(0) > kStepOver) {
+      reading.restart(want.row);
+      onRow = reading.next();
     }
-  }
-  for (auto& keyword : result.keywords) {
-    std::sort(keyword.latest.begin(), keyword.latest.end(), [](const StoredObservation& a, const StoredObservation& b) {
-      return a.day != b.day ? a.day < b.day : a.rowId < b.rowId;
-    });
+    while (onRow && reading.integer(0) < want.row) {
+      onRow = reading.next();
+    }
+    if (onRow && reading.integer(0) == want.row) {
+      auto& keyword = result.keywords[want.keyword];
+      keyword.newest = StoredObservation{RecordId<StoredObservation>{want.row},
+                                         reading.time(1),
+                                         reading.time(2),
+                                         reading.optionalInteger(3),
+                                         reading.integer(4),
+                                         std::string(reading.text(5)),
+                                         keyword.query.rowId};
+    }
   }
 
   result.lastRun = store.runs().latest();

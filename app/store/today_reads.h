@@ -18,16 +18,22 @@ struct TodaySnapshot {
     RecordId<ReviewMark> mark;
     WallTime day;
   };
+  // What a change needs of the reading before the newest.
+  struct DayRank {
+    WallTime day;
+    std::optional<std::int64_t> rank;
+  };
   struct Keyword {
     TrackedQuery query;
-    std::vector<StoredObservation> latest;  // the newest two readings (fewer when there are fewer), oldest first
-    std::int64_t readingCount = 0;          // all the keyword's readings, counted up to the asked number
-    std::optional<MarkedDay> latestMark;    // the keyword's newest review mark, of whatever day
+    std::optional<StoredObservation> newest;  // the newest reading, whole
+    std::optional<DayRank> previous;          // the one before it
+    std::int64_t readingCount = 0;            // all the keyword's readings, counted up to the asked number
+    std::optional<MarkedDay> latestMark;      // the keyword's newest review mark, of whatever day
   };
 
   std::vector<TrackedApp> apps;
   std::vector<AppLocalization> localizations;
-  std::vector<Keyword> keywords;  // keywords of an app, in row order; research-space keywords never
+  std::vector<Keyword> keywords;  // keywords of an app, by row; research-space keywords never
   std::optional<MeasurementRun> lastRun;
   std::vector<RunOutcome> lastRunMisses;  // the last run's outcomes other than measured, in run order
 };

@@ -5,6 +5,7 @@
 #include "app/shell/zoned_calendar.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
+#include "app/store/today_reads.h"
 #include "fixtures.h"
 
 namespace tovra::store {
@@ -58,6 +59,55 @@ TEST_F(RepositoriesTest, TheNextCalendarDayGetsItsOwnReadingAcrossAMissingMidnig
       << "23:59 local on the 4th is still the short day";
   EXPECT_TRUE(store->observations().recordDay(makeReading(query.rowId, utc(2018, 11, 5, 2), 5), saoPaulo).inserted);
   EXPECT_EQ(store->observations().count(), 2);
+}
+
+TEST_F(RepositoriesTest, ADayThatSpansTwoPeriodsFindsItsReadingInEither) {
+  // Readings are kept in eight-day periods counted in UTC; 16 January 2025 00:00 UTC starts one, in the
+  // middle of Berlin's 16 January.
+  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const auto afterBoundary = utc(2025, 1, 16, 12);
+  const auto localStart = berlin.startOfDay(afterBoundary);
+  ASSERT_EQ(localStart, utc(2025, 1, 15, 23));
+  ASSERT_TRUE(store->observations().recordDay(makeReading(query.rowId, afterBoundary, 4), berlin).inserted);
+
+  EXPECT_FALSE(store->observations().recordDay(makeReading(query.rowId, localStart, 5), berlin).inserted);
+  EXPECT_EQ(store->observations().count(), 1);
+  EXPECT_EQ(store->observations().latestOf(query.rowId)->rank, 5);
+}
+
+TEST_F(RepositoriesTest, AKeywordsReadingsReadInDayOrderAcrossPeriods) {
+  // Forty days span six periods; inserting them out of order leaves the rows in another order too.
+  std::vector<int> days;
+  for (int d = 0; d < 40; ++d) {
+    days.push_back((d * 17) % 40);
+  }
+  for (const int d : days) {
+    store->observations().insert(makeReading(query.rowId, utc(2025, 1, 1) + hours{24 * d}, d + 1));
+  }
+  const auto other = store->queries().insert(makeQuery("camera", "de", app.rowId));
+  store->observations().insert(makeReading(other.rowId, utc(2025, 1, 20), 1));
+
+  const auto readings = store->observations().ofQuery(query.rowId);
+  ASSERT_EQ(readings.size(), 40u);
+  for (std::size_t i = 0; i < readings.size(); ++i) {
+    EXPECT_EQ(readings[i].day, utc(2025, 1, 1) + hours{24 * i});
+  }
+  EXPECT_EQ(store->observations().latestOf(query.rowId)->rank, 40);
+  // The last day opens a period of its own, so the newest two come from two periods.
+  const auto today = readTodaySnapshot(*store, 3);
+  ASSERT_EQ(today.keywords.size(), 2u);
+  ASSERT_TRUE(today.keywords[0].newest && today.keywords[0].previous);
+  EXPECT_EQ(today.keywords[0].previous->rank, 39);
+  EXPECT_EQ(today.keywords[0].newest->rank, 40);
+  EXPECT_EQ(today.keywords[0].newest->source, "appstore");
+  EXPECT_EQ(today.keywords[0].readingCount, 3);
+
+  // Moved to a day of another period, a reading is read there.
+  auto moved = readings[3];
+  moved.day = utc(2025, 3, 1);
+  store->observations().update(moved);
+  EXPECT_EQ(store->observations().latestOf(query.rowId)->rowId, moved.rowId);
+  EXPECT_EQ(store->observations().ofQuery(query.rowId).size(), 40u);
 }
 
 TEST_F(RepositoriesTest, AReadingWithoutAKeywordIsRefused) {

@@ -102,6 +102,8 @@ TEST(DeleteRulesTest, OwnersTakeWhatTheyOwn) {
 
   store->queries().remove(linked.query.rowId);
   EXPECT_EQ(store->observations().count(), 0);
+  EXPECT_EQ(store->database().execAndGet("SELECT count(*) FROM ReadingPeriod").getInt(), 0)
+      << "the keyword's periods go with it";
   EXPECT_EQ(store->reviewMarks().count(), 1);
   EXPECT_EQ(store->apps().count(), 1);
 }
@@ -261,6 +263,15 @@ TEST_F(ContainerCheckTest, AStoreWithAnotherTableShapeIsRefused) {
   {
     SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
     db.exec("ALTER TABLE TrackedApp ADD COLUMN extra TEXT");
+  }
+  expectRefusedUntouched(StoreError::Kind::notATovraStore);
+}
+
+TEST_F(ContainerCheckTest, AStoreWithoutItsTriggerIsRefused) {
+  { Store::open(file); }
+  {
+    SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
+    db.exec("DROP TRIGGER ReadingPeriod_clearsOutcomes");
   }
   expectRefusedUntouched(StoreError::Kind::notATovraStore);
 }
