@@ -1,17 +1,13 @@
 #include "app/cli/watchlist_json.h"
 
+#include "AsoKit/overloaded.h"
 #include "app/store/dates.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
 namespace {
 
-template <class... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
-template <class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
+using asokit::Overloaded;
 
 nlohmann::json subjectJson(const store::DeletionPlan::Subject& subject) {
   using Plan = store::DeletionPlan;

@@ -3,19 +3,12 @@
 #include <fmt/format.h>
 
 #include "AsoKit/aso_error.h"
+#include "AsoKit/overloaded.h"
 #include "app/measure/measure_texts.h"
 
 namespace tovra::research {
-namespace {
 
-template <class... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
-template <class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
-
-}  // namespace
+using asokit::Overloaded;
 
 KeywordCheckModel::KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track)
     : rank_(std::move(rank)),

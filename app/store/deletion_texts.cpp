@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "AsoKit/overloaded.h"
 #include "app/research/keyword_key.h"
 #include "app/store/deletion_plan.h"
 
@@ -21,12 +22,7 @@ void join(std::string& line, const std::string& part) {
   line += part;
 }
 
-template <class... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
-template <class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
+using asokit::Overloaded;
 
 }  // namespace
 
