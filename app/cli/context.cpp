@@ -10,10 +10,7 @@
 #include "app/store/launch_alert.h"
 
 namespace tovra::cli {
-namespace {
 
-// Backup folders are stamped in the user's local time; a system whose zone cannot be found still opens
-// its store, with UTC stamps.
 store::LocalTimeFormat localTimeFormat() {
   try {
     return store::LocalTimeFormat();
@@ -21,6 +18,8 @@ store::LocalTimeFormat localTimeFormat() {
     return store::LocalTimeFormat("UTC");
   }
 }
+
+namespace {
 
 // The alert's words without its buttons. The informative text of a recovered store already begins with
 // the message, which is then not repeated.

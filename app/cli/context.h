@@ -9,12 +9,17 @@
 #include "AsoKit/aso_client.h"
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
+#include "app/store/local_time.h"
 
 namespace tovra::store {
 class Store;
 }
 
 namespace tovra::cli {
+
+// Backup folders and the export's proposed file name are stamped in the user's local time; a system
+// whose zone cannot be found still gets them, in UTC.
+store::LocalTimeFormat localTimeFormat();
 
 // What every command shares: output choice, the data directory, the one App Store client of the
 // process (built on first use, so commands that never ask the store open no connection), the clocks.
