@@ -6,8 +6,10 @@
 #include <array>
 #include <charconv>
 #include <set>
+#include <stdexcept>
 
 #include "AsoKit/text.h"
+#include "app/store/reading_periods.h"
 #include "app/store/store_error.h"
 
 namespace tovra::store {
@@ -194,8 +196,8 @@ constexpr std::array<Trigger, 1> kTriggers{{
      "END"},
 }};
 
-std::string createStatement(const Table& table) {
-  std::string sql = "CREATE TABLE " + std::string(table.name) + " (";
+std::string createStatement(const Table& table, std::string_view name = {}) {
+  std::string sql = "CREATE TABLE " + std::string(name.empty() ? table.name : name) + " (";
   bool first = true;
   for (const auto& column : table.columns) {
     sql += first ? "" : ", ";
@@ -290,6 +292,116 @@ void createSchema(SQLite::Database& database) {
   database.exec("PRAGMA user_version = " + std::to_string(TovraSchemaV1::userVersion));
 }
 
+const Table& tableNamed(std::string_view name) {
+  for (const auto& table : tables()) {
+    if (table.name == name) {
+      return table;
+    }
+  }
+  throw std::logic_error("no table " + std::string(name));
+}
+
+std::vector<std::string> columnsOf(SQLite::Database& database, const std::string& table) {
+  std::vector<std::string> names;
+  SQLite::Statement info(database, "SELECT name FROM pragma_table_info(?) ORDER BY cid");
+  info.bind(1, table);
+  while (info.executeStep()) {
+    names.push_back(info.getColumn(0).getString());
+  }
+  return names;
+}
+
+// The layout the first builds wrote: readings and outcomes tied to their keyword directly, without
+// reading periods. Its records are the same, so such a store is brought to the current layout in place.
+bool hasEarlierLayout(SQLite::Database& database, const Header& header) {
+  if (header.applicationId != TovraSchemaV1::applicationId || header.userVersion != TovraSchemaV1::userVersion ||
+      header.tables.contains("ReadingPeriod")) {
+    return false;
+  }
+  std::set<std::string> expected;
+  for (const auto& table : tables()) {
+    if (table.name != "ReadingPeriod") {
+      expected.insert(std::string(table.name));
+    }
+  }
+  using Names = std::vector<std::string>;
+  return header.tables == expected &&
+         columnsOf(database, "StoredObservation") ==
+             Names{"pk", "day", "measuredAt", "rank", "resultCount", "source", "query"} &&
+         columnsOf(database, "RunOutcome") == Names{"pk", "statusRaw", "message", "run", "query", "observation"};
+}
+
+// A day's period in SQL, rounding down as periods::spanOf does.
+std::string spanSql(const std::string& dayMillis) {
+  const auto length = std::to_string(periods::kLengthMillis);
+  return "((" + dayMillis + ") / " + length + " - ((" + dayMillis + ") % " + length + " < 0))";
+}
+
+// SQLite's way of changing a table's constraints: with foreign keys off, a new table is filled, the old
+// one dropped and the new one renamed, all in one transaction, and the keys are checked before the
+// commit. A failure leaves the store as it was.
+void upgradeEarlierLayout(SQLite::Database& database) {
+  database.exec("PRAGMA foreign_keys = OFF");
+  try {
+    database.exec("BEGIN IMMEDIATE");
+    try {
+      if (hasEarlierLayout(database, readHeader(database))) {
+        database.exec(createStatement(tableNamed("ReadingPeriod")));
+        const auto outcomeDay = spanSql("coalesce(r.finishedAt, r.startedAt, q.addedAt)");
+        database.exec("CREATE UNIQUE INDEX ReadingPeriod_query_span ON ReadingPeriod(query, span)");
+        database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + spanSql("o.day") +
+                      " AS span, q.pk FROM StoredObservation o JOIN TrackedQuery q ON q.pk = o.query "
+                      "ORDER BY 1, 2");
+        database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + outcomeDay +
+                      ", q.pk FROM RunOutcome o JOIN TrackedQuery q ON q.pk = o.query "
+                      "LEFT JOIN MeasurementRun r ON r.pk = o.run ORDER BY 1, 2");
+
+        database.exec(createStatement(tableNamed("StoredObservation"), "StoredObservation_upgraded"));
+        database.exec(
+            "INSERT INTO StoredObservation_upgraded (pk, day, measuredAt, rank, resultCount, source, query, period) "
+            "SELECT o.pk, o.day, o.measuredAt, o.rank, o.resultCount, o.source, p.query, p.pk "
+            "FROM StoredObservation o JOIN ReadingPeriod p ON p.query = o.query AND p.span = " +
+            spanSql("o.day") + " ORDER BY o.pk");
+        database.exec("DROP TABLE StoredObservation");
+        database.exec("ALTER TABLE StoredObservation_upgraded RENAME TO StoredObservation");
+
+        database.exec(createStatement(tableNamed("RunOutcome"), "RunOutcome_upgraded"));
+        database.exec(
+            "INSERT INTO RunOutcome_upgraded (pk, statusRaw, message, run, query, observation, period) "
+            "SELECT o.pk, o.statusRaw, o.message, o.run, q.pk, o.observation, p.pk FROM RunOutcome o "
+            "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN MeasurementRun r ON r.pk = o.run "
+            "LEFT JOIN ReadingPeriod p ON p.query = q.pk AND p.span = " +
+            outcomeDay + " ORDER BY o.pk");
+        database.exec("DROP TABLE RunOutcome");
+        database.exec("ALTER TABLE RunOutcome_upgraded RENAME TO RunOutcome");
+
+        // The dropped tables took their indexes with them.
+        for (const auto index : kIndexes) {
+          std::string sql(index);
+          const auto at = sql.find("INDEX ");
+          sql.insert(at + 6, "IF NOT EXISTS ");
+          database.exec(sql);
+        }
+        for (const auto& trigger : kTriggers) {
+          database.exec("CREATE TRIGGER " + std::string(trigger.name) + " " + std::string(trigger.body));
+        }
+        SQLite::Statement broken(database, "SELECT count(*) FROM pragma_foreign_key_check");
+        if (!broken.executeStep() || broken.getColumn(0).getInt() != 0) {
+          throw StoreError(StoreError::Kind::cannotOpen, "The store's records do not fit together after its upgrade.");
+        }
+      }
+      database.exec("COMMIT");
+    } catch (...) {
+      database.tryExec("ROLLBACK");
+      throw;
+    }
+  } catch (...) {
+    database.tryExec("PRAGMA foreign_keys = ON");
+    throw;
+  }
+  database.exec("PRAGMA foreign_keys = ON");
+}
+
 }  // namespace
 
 std::string SchemaVersion::text() const {
@@ -347,6 +459,11 @@ std::vector<MigrationStage> TovraMigrationPlan::stages() {
 void prepareSchema(SQLite::Database& database) {
   const Header header = readHeader(database);
   if (!isEmpty(header)) {
+    if (hasEarlierLayout(database, header)) {
+      upgradeEarlierLayout(database);
+      checkShape(database, readHeader(database));
+      return;
+    }
     checkShape(database, header);
     return;
   }

@@ -267,6 +267,69 @@ TEST_F(ContainerCheckTest, AStoreWithAnotherTableShapeIsRefused) {
   expectRefusedUntouched(StoreError::Kind::notATovraStore);
 }
 
+// The layout the first builds wrote: readings and outcomes tied to their keyword directly.
+constexpr const char* kEarlierLayout = R"(
+PRAGMA foreign_keys = OFF;
+BEGIN;
+DROP TRIGGER ReadingPeriod_clearsOutcomes;
+CREATE TABLE old_readings (pk INTEGER PRIMARY KEY, day INTEGER NOT NULL, measuredAt INTEGER NOT NULL,
+  rank INTEGER CHECK (rank IS NULL OR rank >= 1), resultCount INTEGER NOT NULL, source TEXT NOT NULL,
+  query INTEGER REFERENCES TrackedQuery(pk) ON DELETE CASCADE) STRICT;
+INSERT INTO old_readings SELECT pk, day, measuredAt, rank, resultCount, source, query FROM StoredObservation;
+DROP TABLE StoredObservation;
+ALTER TABLE old_readings RENAME TO StoredObservation;
+CREATE INDEX StoredObservation_query_day ON StoredObservation(query, day);
+CREATE TABLE old_outcomes (pk INTEGER PRIMARY KEY, statusRaw TEXT NOT NULL, message TEXT,
+  run INTEGER REFERENCES MeasurementRun(pk) ON DELETE CASCADE,
+  query INTEGER REFERENCES TrackedQuery(pk) ON DELETE SET NULL,
+  observation INTEGER REFERENCES StoredObservation(pk) ON DELETE SET NULL,
+  CHECK (observation IS NULL OR statusRaw = 'measured')) STRICT;
+INSERT INTO old_outcomes SELECT pk, statusRaw, message, run, query, observation FROM RunOutcome;
+DROP TABLE RunOutcome;
+ALTER TABLE old_outcomes RENAME TO RunOutcome;
+CREATE INDEX RunOutcome_run ON RunOutcome(run);
+CREATE INDEX RunOutcome_query ON RunOutcome(query);
+CREATE INDEX RunOutcome_observation ON RunOutcome(observation);
+DROP TABLE ReadingPeriod;
+COMMIT;
+)";
+
+TEST_F(ContainerCheckTest, AStoreOfTheEarlierLayoutIsUpgradedWithEveryRecord) {
+  testing::Linked linked;
+  RecordId<StoredObservation> later;
+  {
+    auto store = Store::open(file);
+    linked = insertLinked(*store);
+    later = store->observations().insert(testing::makeReading(linked.query.rowId, testing::utc(2025, 3, 2), 9)).rowId;
+    RunOutcome failed;
+    failed.setStatus(RunOutcomeStatus::failed);
+    failed.run = linked.run.rowId;
+    failed.query = linked.query.rowId;
+    store->outcomes().insert(failed);
+  }
+  {
+    SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
+    db.exec(kEarlierLayout);
+  }
+
+  auto store = Store::open(file);
+  EXPECT_EQ(store->database().execAndGet("PRAGMA integrity_check").getString(), "ok");
+  EXPECT_EQ(store->database().execAndGet("PRAGMA foreign_keys").getInt(), 1);
+  const auto readings = store->observations().ofQuery(linked.query.rowId);
+  ASSERT_EQ(readings.size(), 2u);
+  EXPECT_EQ(readings[0], linked.observation);
+  EXPECT_EQ(readings[1].rowId, later);
+  const auto outcomes = store->outcomes().ofQuery(linked.query.rowId);
+  ASSERT_EQ(outcomes.size(), 2u);
+  EXPECT_EQ(outcomes[0], linked.outcome);
+
+  // The delete rules hold in the upgraded store.
+  store->queries().remove(linked.query.rowId);
+  EXPECT_EQ(store->observations().count(), 0);
+  EXPECT_EQ(store->outcomes().count(), 2);
+  EXPECT_FALSE(store->outcomes().get(linked.outcome.rowId).query);
+}
+
 TEST_F(ContainerCheckTest, AStoreWithoutItsTriggerIsRefused) {
   { Store::open(file); }
   {
