@@ -46,8 +46,17 @@ StoredObservation Observations::insert(const StoredObservation& reading) {
     throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
   }
   Mapping<StoredObservation>::validate(reading);
-  return guarded("saving the change",
-                 [&] { return insertInto(periods::periodOf(store(), *reading.query, reading.day), reading); });
+  // A period made for a reading that then fails goes with it.
+  std::optional<Transaction> transaction;
+  if (!store().inTransaction()) {
+    transaction.emplace(store());
+  }
+  auto stored = guarded("saving the change",
+                        [&] { return insertInto(periods::periodOf(store(), *reading.query, reading.day), reading); });
+  if (transaction) {
+    transaction->commit();
+  }
+  return stored;
 }
 
 StoredObservation Observations::insertInto(std::int64_t period, const StoredObservation& reading) {
@@ -67,10 +76,8 @@ void Observations::update(const StoredObservation& reading) {
     throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
   }
   Mapping<StoredObservation>::validate(reading);
-  std::optional<Transaction> transaction;
-  if (!store().inTransaction()) {
-    transaction.emplace(store());
-  }
+  // The period and the row change together.
+  Transaction transaction(store());
   const int changes = guarded("saving the change", [&] {
     // A new day or keyword may move the reading to another period.
     const auto period = periods::periodOf(store(), *reading.query, reading.day);
@@ -85,9 +92,7 @@ void Observations::update(const StoredObservation& reading) {
   if (changes == 0) {
     throw StoreError(StoreError::Kind::notFound, "The record is no longer in the store.");
   }
-  if (transaction) {
-    transaction->commit();
-  }
+  transaction.commit();
 }
 
 RecordedReading Observations::recordDay(const StoredObservation& reading, const asokit::Calendar& calendar) {
@@ -183,7 +188,15 @@ std::vector<RunOutcome> Outcomes::ofQuery(RecordId<TrackedQuery> query) const {
 
 RunOutcome Outcomes::insert(const RunOutcome& outcome) {
   Mapping<RunOutcome>::validate(outcome);
-  return guarded("saving the change", [&] { return insertInPeriod(outcome, periodFor(outcome)); });
+  std::optional<Transaction> transaction;
+  if (!store().inTransaction()) {
+    transaction.emplace(store());
+  }
+  auto stored = guarded("saving the change", [&] { return insertInPeriod(outcome, periodFor(outcome)); });
+  if (transaction) {
+    transaction->commit();
+  }
+  return stored;
 }
 
 RunOutcome Outcomes::insertInPeriod(const RunOutcome& outcome, std::optional<std::int64_t> period) {
@@ -202,10 +215,8 @@ RunOutcome Outcomes::insertInPeriod(const RunOutcome& outcome, std::optional<std
 
 void Outcomes::update(const RunOutcome& outcome) {
   Mapping<RunOutcome>::validate(outcome);
-  std::optional<Transaction> transaction;
-  if (!store().inTransaction()) {
-    transaction.emplace(store());
-  }
+  // The period and the row change together.
+  Transaction transaction(store());
   const int changes = guarded("saving the change", [&] {
     const auto period = periodFor(outcome);
     Prepared statement(store(),
@@ -219,9 +230,7 @@ void Outcomes::update(const RunOutcome& outcome) {
   if (changes == 0) {
     throw StoreError(StoreError::Kind::notFound, "The record is no longer in the store.");
   }
-  if (transaction) {
-    transaction->commit();
-  }
+  transaction.commit();
 }
 
 std::optional<std::int64_t> Outcomes::periodFor(const RunOutcome& outcome) {
