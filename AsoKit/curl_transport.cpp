@@ -168,7 +168,7 @@ std::optional<std::string> readFile(const std::string& path) {
 
 // Setting a CA file would replace the system's trust store; the extra certificate must add to it, so
 // both are handed to curl as one bundle in memory.
-std::string trustedCertificates(CURL* handle, const std::string& extraFile) {
+std::string trustedCertificates(CURL* handle, const std::string& extraFile, const std::string& systemFile) {
   errno = 0;
   const std::optional<std::string> extra = readFile(extraFile);
   if (!extra) {
@@ -180,7 +180,9 @@ std::string trustedCertificates(CURL* handle, const std::string& extraFile) {
   }
   std::optional<std::string> system;
   char* builtIn = nullptr;
-  if (curl_easy_getinfo(handle, CURLINFO_CAINFO, &builtIn) == CURLE_OK && builtIn != nullptr) {
+  if (!systemFile.empty()) {
+    system = readFile(systemFile);
+  } else if (curl_easy_getinfo(handle, CURLINFO_CAINFO, &builtIn) == CURLE_OK && builtIn != nullptr) {
     system = readFile(builtIn);
   }
   if (!system) {
@@ -295,7 +297,7 @@ CurlTransport::CurlTransport(CurlTransportOptions options) : options_(std::move(
   set(CURLOPT_NOPROGRESS, 0L);
   set(CURLOPT_PREREQFUNCTION, &onConnected);
   if (!options_.extraCaFile.empty()) {
-    std::string trusted = trustedCertificates(handle_.get(), options_.extraCaFile);
+    std::string trusted = trustedCertificates(handle_.get(), options_.extraCaFile, options_.systemCaFile);
     curl_blob blob{trusted.data(), trusted.size(), CURL_BLOB_COPY};
     set(CURLOPT_CAINFO_BLOB, &blob);
   }

@@ -33,6 +33,8 @@ struct CurlTransportOptions {
   std::chrono::seconds requestTimeout{60};
   // An extra CA certificate trusted besides the system's (loopback test servers).
   std::string extraCaFile;
+  // The system's CA bundle that an extra certificate is added to; empty: the one libcurl was built with.
+  std::string systemCaFile;
   std::size_t maxBodyBytes = 32u * 1024u * 1024u;
   int maxRedirects = 5;
 };

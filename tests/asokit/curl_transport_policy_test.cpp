@@ -118,6 +118,18 @@ TEST_F(TlsTransportTest, AnExtraCaFileIsTrusted) {
   EXPECT_EQ(tls_.seen().at(0).header("Accept"), std::nullopt);
 }
 
+TEST_F(TlsTransportTest, AnExtraCaFileAddsToTheSystemsCertificatesInsteadOfReplacingThem) {
+  LoopbackServer other(LoopbackServer::Scheme::https);
+  addMisbehavingRoutes(other);
+  other.start();
+  // This server's certificate stands in for the system's bundle; the other server's is the extra one.
+  auto options = trusting(other.certificateFile());
+  options.systemCaFile = tls_.certificateFile().string();
+  const auto transport = asokit::makeCurlTransport(options);
+  EXPECT_EQ(transport->fetch(tls_.url("/status/200"), {}, {}).status, 200);
+  EXPECT_EQ(transport->fetch(other.url("/status/200"), {}, {}).status, 200);
+}
+
 TEST_F(TlsTransportTest, AnotherServersCertificateIsNotEnough) {
   LoopbackServer other(LoopbackServer::Scheme::https);
   other.start();
