@@ -114,13 +114,14 @@ RecordedReading Observations::recordDay(const StoredObservation& reading, const 
     std::optional<StoredObservation> existing;
     std::optional<std::int64_t> period;
     std::int64_t existingPeriod = 0;
+    std::optional<std::int64_t> existingRank;
     {
       // Rows and days come from the indexes alone, and the same look finds the period a new reading
       // goes into. A day that a time-zone rule shifted may start in one period and end in the next, so
       // both are looked at.
       Prepared find(
           store(),
-          "SELECT p.pk, p.span, o.pk, o.day FROM ReadingPeriod p LEFT JOIN StoredObservation o "
+          "SELECT p.pk, p.span, o.pk, o.day, o.rank FROM ReadingPeriod p LEFT JOIN StoredObservation o "
           "ON o.period = p.pk AND o.day >= ?2 AND o.day < ?3 WHERE p.query = ?1 AND p.span BETWEEN ?4 AND ?5");
       find->bind(1, reading.query->value);
       find->bind(2, static_cast<std::int64_t>(from));
@@ -143,6 +144,7 @@ RecordedReading Observations::recordDay(const StoredObservation& reading, const 
           existing->rowId = row;
           existing->day = day;
           existingPeriod = find->getColumn(0).getInt64();
+          existingRank = sql::optionalInteger(*find, 4);
         }
       }
     }
@@ -150,11 +152,14 @@ RecordedReading Observations::recordDay(const StoredObservation& reading, const 
       const auto into = period ? *period : periods::createPeriod(store(), *reading.query, reading.day);
       return RecordedReading{insertInto(into, reading), true, into};
     }
-    // Only the reading's own values change; leaving query, day and period out of the update keeps the
-    // index entry where it is, so a second run of the day does not rewrite the index.
-    Prepared update(store(),
-                    "UPDATE StoredObservation SET measuredAt = ?1, rank = ?2, resultCount = ?3, source = ?4 "
-                    "WHERE pk = ?5");
+    // Only the reading's own values change. The index holds the rank too, so an update that leaves
+    // query, day, period and an unchanged rank out keeps the index entry where it is: a second run of the
+    // day then rewrites no index page for a keyword whose rank held.
+    Prepared update(store(), existingRank == reading.rank
+                                 ? "UPDATE StoredObservation SET measuredAt = ?1, resultCount = ?3, source = ?4 "
+                                   "WHERE pk = ?5"
+                                 : "UPDATE StoredObservation SET measuredAt = ?1, rank = ?2, resultCount = ?3, "
+                                   "source = ?4 WHERE pk = ?5");
     sql::bind(*update, 1, reading.measuredAt);
     sql::bind(*update, 2, reading.rank);
     update->bind(3, reading.resultCount);

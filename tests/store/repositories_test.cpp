@@ -1,5 +1,6 @@
 #include "app/store/repositories.h"
 
+#include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 
 #include "app/shell/zoned_calendar.h"
@@ -46,6 +47,24 @@ TEST_F(RepositoriesTest, ASecondReadingOnTheSameCalendarDayUpdatesTheFirst) {
   EXPECT_EQ(stored[0].resultCount, 150);
   EXPECT_EQ(stored[0].source, "check");
   EXPECT_EQ(stored[0].measuredAt, utc(2025, 1, 14, 18, 0, 1));
+}
+
+TEST_F(RepositoriesTest, ASecondReadingWithTheSameRankStillTakesTheOtherValues) {
+  const shell::ZonedCalendar utcCalendar("UTC");
+  store->observations().recordDay(makeReading(query.rowId, utc(2025, 1, 14), 7), utcCalendar);
+  auto again = makeReading(query.rowId, utc(2025, 1, 14, 20), 7);
+  again.measuredAt = utc(2025, 1, 14, 20, 0, 1);
+  again.resultCount = 180;
+  again.source = "check";
+  EXPECT_FALSE(store->observations().recordDay(again, utcCalendar).inserted);
+
+  const auto stored = store->observations().ofQuery(query.rowId);
+  ASSERT_EQ(stored.size(), 1u);
+  EXPECT_EQ(stored[0].rank, 7);
+  EXPECT_EQ(stored[0].measuredAt, utc(2025, 1, 14, 20, 0, 1));
+  EXPECT_EQ(stored[0].resultCount, 180);
+  EXPECT_EQ(stored[0].source, "check");
+  EXPECT_EQ(store->database().execAndGet("PRAGMA integrity_check").getString(), "ok");
 }
 
 TEST_F(RepositoriesTest, TheNextCalendarDayGetsItsOwnReadingAcrossAMissingMidnight) {
