@@ -111,10 +111,10 @@ void sortRows(std::vector<TodayRow>& rows) {
     switch (row.change.kind) {
       case TodayChange::Kind::dropped:
       case TodayChange::Kind::rose:
-        amount = row.change.amount;
+        amount = row.change.amount;  // the larger move first
         break;
       case TodayChange::Kind::accumulating:
-        amount = -row.change.amount;
+        amount = -row.change.amount;  // fewer readings first
         break;
       case TodayChange::Kind::held:
       case TodayChange::Kind::unknownChange:

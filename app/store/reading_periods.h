@@ -6,11 +6,11 @@
 #include "app/store/records.h"
 
 // Readings are kept per keyword in periods of eight days, and a run's outcomes are tied to their keyword
-// through the period of the run's day too. A day's run then writes its thousands of
-// readings into the few index pages of the current period, where an index on (keyword, day) would take
-// one page of every keyword's stretch: on a store of a year of readings that was four times the work of
-// the first day's run. The keyword's readings still read in day order: periods come in day order and
-// each period's readings by day.
+// through the period of the run's day too. A day's run then writes its thousands of readings into the few
+// index pages of the current periods, where an index on (keyword, day) would take one page of every
+// keyword's stretch: on a store of a year of readings that was four times the work of the first day's
+// run. A keyword's readings still read in day order: periods come in day order and each period's
+// readings by day.
 namespace tovra::store {
 class Store;
 }
@@ -30,8 +30,8 @@ inline constexpr std::string_view kReadingsOfQuery =
 inline constexpr std::string_view kOldestFirst = " ORDER BY p.span, o.day, o.pk";
 inline constexpr std::string_view kNewestFirst = " ORDER BY p.span DESC, o.day DESC, o.pk DESC";
 
-// The row of the keyword's period of `day`; `create` makes it when the keyword has none yet. Part of the
-// caller's transaction; throws what the store throws.
+// The row of the keyword's period of `day`, made when the keyword has none yet; `createPeriod` makes one
+// outright. Part of the caller's transaction; throws what the store throws.
 std::int64_t periodOf(Store& store, RecordId<TrackedQuery> query, WallTime day);
 std::int64_t createPeriod(Store& store, RecordId<TrackedQuery> query, WallTime day);
 

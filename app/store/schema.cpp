@@ -61,7 +61,7 @@ const std::vector<Table>& tables() {
         {"app", "INTEGER", "REFERENCES TrackedApp(pk) ON DELETE CASCADE"},
         {"space", "INTEGER", "REFERENCES ResearchSpace(pk) ON DELETE CASCADE"}},
        "CHECK (app IS NULL OR space IS NULL)"},
-      // A keyword's readings of one period of days (see ReadingPeriods). A reading belongs to its keyword
+      // A keyword's readings of one period of days (app/store/reading_periods.h). A reading belongs to its keyword
       // through its period: the period carries the foreign key, so the readings' own index starts with
       // the period and a day's run adds its readings next to each other instead of one to every
       // keyword's stretch of the index.
