@@ -53,19 +53,12 @@ void addHistory(Store& store, DeletionPlan& plan) {
                store, "SELECT o.pk FROM " + std::string(periods::kReadingsOfQuery) + " ORDER BY o.pk", query.value));
     append(plan.reviewMarks,
            rowsWhere<ReviewMark>(store, "SELECT pk FROM ReviewMark WHERE query = ? ORDER BY pk", query.value));
-    guarded(kReading, [&] {
-      Prepared statement(
-          store,
-          "SELECT pk, run FROM RunOutcome WHERE period IN (SELECT pk FROM ReadingPeriod WHERE query = ?) "
-          "ORDER BY pk");
-      statement->bind(1, query.value);
-      while (statement->executeStep()) {
-        plan.outcomes.push_back(RecordId<RunOutcome>{statement->getColumn(0).getInt64()});
-        if (!statement->getColumn(1).isNull()) {
-          ++planOutcomesPerRun[statement->getColumn(1).getInt64()];
-        }
+    for (const auto& outcome : store.outcomes().ofQuery(query)) {
+      plan.outcomes.push_back(outcome.rowId);
+      if (outcome.run) {
+        ++planOutcomesPerRun[outcome.run->value];
       }
-    });
+    }
   }
   for (const auto& [run, inPlan] : planOutcomesPerRun) {
     const RecordId<MeasurementRun> id{run};

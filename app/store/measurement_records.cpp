@@ -16,6 +16,13 @@ namespace tovra::store {
 
 namespace {
 
+void checkReading(const StoredObservation& reading) {
+  if (!reading.query) {
+    throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
+  }
+  Mapping<StoredObservation>::validate(reading);
+}
+
 std::string readingsOfQuery(std::string_view order, std::string_view limit = {}) {
   return "SELECT o.pk FROM " + std::string(periods::kReadingsOfQuery) + std::string(order) + std::string(limit);
 }
@@ -42,15 +49,9 @@ std::vector<StoredObservation> Observations::latestPerQuery() const {
 }
 
 StoredObservation Observations::insert(const StoredObservation& reading) {
-  if (!reading.query) {
-    throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
-  }
-  Mapping<StoredObservation>::validate(reading);
+  checkReading(reading);
   // A period made for a reading that then fails goes with it.
-  std::optional<Transaction> transaction;
-  if (!store().inTransaction()) {
-    transaction.emplace(store());
-  }
+  auto transaction = Transaction::unlessOpen(store());
   auto stored = guarded("saving the change",
                         [&] { return insertInto(periods::periodOf(store(), *reading.query, reading.day), reading); });
   if (transaction) {
@@ -72,10 +73,7 @@ StoredObservation Observations::insertInto(std::int64_t period, const StoredObse
 }
 
 void Observations::update(const StoredObservation& reading) {
-  if (!reading.query) {
-    throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
-  }
-  Mapping<StoredObservation>::validate(reading);
+  checkReading(reading);
   // The period and the row change together.
   Transaction transaction(store());
   const int changes = guarded("saving the change", [&] {
@@ -90,26 +88,20 @@ void Observations::update(const StoredObservation& reading) {
     return statement->exec();
   });
   if (changes == 0) {
-    throw StoreError(StoreError::Kind::notFound, "The record is no longer in the store.");
+    throw missingRecord();
   }
   transaction.commit();
 }
 
 RecordedReading Observations::recordDay(const StoredObservation& reading, const asokit::Calendar& calendar) {
-  if (!reading.query) {
-    throw StoreError(StoreError::Kind::constraint, "A reading must belong to a keyword.");
-  }
-  Mapping<StoredObservation>::validate(reading);
+  checkReading(reading);
   // The same calendar day, not the same instant: the day's start is looked up as a range, so a reading
   // written under another time-zone rule for that day is still found.
   const auto from = toMillis(calendar.startOfDay(reading.day));
   const auto to = toMillis(calendar.addDays(reading.day, 1));
   // A run writes thousands of readings inside its own transaction; a savepoint around each one would
   // cost more than the reading. Alone, the look and the write still need one of their own.
-  std::optional<Transaction> transaction;
-  if (!store().inTransaction()) {
-    transaction.emplace(store());
-  }
+  auto transaction = Transaction::unlessOpen(store());
   RecordedReading result = guarded("saving the change", [&] {
     std::optional<StoredObservation> existing;
     std::optional<std::int64_t> period;
@@ -193,10 +185,7 @@ std::vector<RunOutcome> Outcomes::ofQuery(RecordId<TrackedQuery> query) const {
 
 RunOutcome Outcomes::insert(const RunOutcome& outcome) {
   Mapping<RunOutcome>::validate(outcome);
-  std::optional<Transaction> transaction;
-  if (!store().inTransaction()) {
-    transaction.emplace(store());
-  }
+  auto transaction = Transaction::unlessOpen(store());
   auto stored = guarded("saving the change", [&] { return insertInPeriod(outcome, periodFor(outcome)); });
   if (transaction) {
     transaction->commit();
@@ -233,7 +222,7 @@ void Outcomes::update(const RunOutcome& outcome) {
     return statement->exec();
   });
   if (changes == 0) {
-    throw StoreError(StoreError::Kind::notFound, "The record is no longer in the store.");
+    throw missingRecord();
   }
   transaction.commit();
 }

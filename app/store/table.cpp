@@ -60,11 +60,11 @@ struct Statements {
   static std::string table() { return std::string(M::table); }
 };
 
-StoreError missing() {
+}  // namespace
+
+StoreError missingRecord() {
   return StoreError(StoreError::Kind::notFound, "The record to change is no longer in the store; nothing was changed.");
 }
-
-}  // namespace
 
 template <class Record>
 Record Table<Record>::insert(const Record& record) {
@@ -145,7 +145,7 @@ void Table<Record>::update(const Record& record) {
     return statement->exec();
   });
   if (changes == 0) {
-    throw missing();
+    throw missingRecord();
   }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/store/records.h"
+#include "app/store/store_error.h"
 
 namespace SQLite {
 class Statement;
@@ -55,6 +56,9 @@ class Table {
  private:
   Store* store_;
 };
+
+// What an update of a record that is no longer there throws.
+StoreError missingRecord();
 
 extern template class Table<TrackedApp>;
 extern template class Table<AppLocalization>;

@@ -28,6 +28,13 @@ Transaction::Transaction(Store& store, Mode mode) : store_(store), depth_(store.
   ++store_.transactionDepth_;
 }
 
+std::optional<Transaction> Transaction::unlessOpen(Store& store) {
+  if (store.inTransaction()) {
+    return std::nullopt;
+  }
+  return std::optional<Transaction>(std::in_place, store);
+}
+
 Transaction::~Transaction() {
   if (open_) {
     rollback();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tovra::store {
@@ -21,6 +22,9 @@ class Transaction final {
   };
 
   explicit Transaction(Store& store, Mode mode = Mode::write);
+  // A write transaction of its own only when the caller has none open: writes made inside the caller's
+  // transaction (a run's thousands of readings) then pay for no savepoint each.
+  static std::optional<Transaction> unlessOpen(Store& store);
   ~Transaction();
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
