@@ -2,7 +2,7 @@
 # Installs the Debian 12 packages Tovra builds and tests with, and says which ones it installs.
 set -euo pipefail
 packages=(
-  build-essential cmake ninja-build pkg-config git clang-format
+  build-essential cmake ninja-build pkg-config git clang-format ccache
   libcurl4-openssl-dev libssl-dev nlohmann-json3-dev libplist-dev libicu-dev libhowardhinnant-date-dev tzdata
   libsqlite3-dev libsqlitecpp-dev sqlite3 libfmt-dev libcli11-dev libcpp-httplib-dev openssl
   libgtest-dev libgmock-dev libbenchmark-dev
