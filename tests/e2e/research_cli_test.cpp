@@ -175,6 +175,16 @@ TEST_F(ResearchCliTest, HintsAreKeptAndServedFromTheStoreTheSameDay) {
   EXPECT_THAT(human.out, HasSubstr("served from today's stored probe · the store was not asked again"));
 }
 
+// Tracking the term for an app that is already yours keeps it yours: the draft starts from its own mark.
+TEST_F(ResearchCliTest, TrackingFromDiscoverKeepsTheAppsMineMark) {
+  ok({"app", "add", "1000000102", "--country", "us", "--mine"});
+  ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
+  const auto apps = jsonOf({"app", "list"});
+  ASSERT_EQ(apps.size(), 1u);
+  EXPECT_EQ(apps[0]["isMine"], true);
+  EXPECT_EQ(apps[0]["queries"].size(), 1u);
+}
+
 TEST_F(ResearchCliTest, AHintKeptInASpaceOrForAnAppIsCarriedFromAStoreHint) {
   ok({"space", "create", "Ideas"});
   const auto r = ok({"hints", "photo ed", "--country", "us", "--keep", "space:Ideas", "--pick", "2"});
