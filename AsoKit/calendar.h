@@ -13,6 +13,9 @@ class Calendar {
   // The start of the day `days` calendar days after the one holding `moment`.
   virtual WallTime addDays(WallTime moment, int days) const = 0;
   virtual bool isSameDay(WallTime a, WallTime b) const { return startOfDay(a) == startOfDay(b); }
+  // What the local clock reads at `moment`, counted from the midnight of its day: 10:00 is 10 hours even
+  // on a day whose clocks moved before it. By default the time since the day started.
+  virtual WallTime::duration clockTime(WallTime moment) const { return moment - startOfDay(moment); }
 };
 
 }  // namespace asokit

@@ -153,9 +153,9 @@ Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::
   if (r.keywords.empty() && !paste.notice) {
     throw failed("There is no keyword in what you gave: it is empty or only separators and white space.");
   }
-  // The sheet lets the user look at the draft before adding it; here there is no such step, so a paste
-  // that lost keywords to the length or the count limit adds nothing rather than a part of it.
-  if (r.tooLong > 0 || r.overLimit > 0) {
+  // As in the sheet, what is accepted is added and the notice tells what was dropped; the command fails
+  // only when a paste that dropped keywords to the length or the count limit leaves nothing to add.
+  if (r.keywords.empty() && (r.tooLong > 0 || r.overLimit > 0)) {
     throw failed(*paste.notice + "\nNothing was added.");
   }
   for (const auto& keyword : r.keywords) {

@@ -64,9 +64,9 @@ std::string describeKeyword(std::string_view keyword, std::string_view country);
 
 // Several TEXT arguments read as one paste: joined by line breaks and parsed against the keywords the
 // owner already has in `country` (so re-adding one is reported as already added), then added to the app
-// or parked in the space in one edit, and what was added printed with the notice. A paste that names no
-// keyword, or that drops keywords for being too long or over the limit, ends the command with nothing
-// added.
+// or parked in the space in one edit, and what was added printed with the notice of what was dropped. A
+// paste that names no keyword, or of which nothing is left to add after dropping keywords for being too
+// long or over the limit, ends the command with nothing added.
 void addPaste(Context& context, Watchlist& watchlist, const Owner& owner, const std::vector<std::string>& texts,
               const std::string& country);
 

@@ -47,21 +47,20 @@ std::string sourceLine(std::string_view source) {
 
 namespace {
 
-// Whole calendar days from `from` to `to`: the most days that can be added to `from`, at the same time
-// of its day, without passing `to`.
+// Whole calendar days from `from` to `to`, as a calendar counts them: the local dates apart, one less when
+// the clock reads earlier at `to` than it did at `from`. Elapsed time would be an hour off on the days
+// the clocks move.
 std::int64_t wholeDays(asokit::WallTime from, asokit::WallTime to, const asokit::Calendar& calendar) {
-  const auto timeOfDay = from - calendar.startOfDay(from);
-  const auto reached = [&](std::int64_t days) {
-    return calendar.addDays(from, static_cast<int>(days)) + timeOfDay <= to;
-  };
-  auto days = std::chrono::duration_cast<std::chrono::hours>(to - from).count() / 24;
-  while (days > 0 && !reached(days)) {
-    --days;
+  const auto last = calendar.startOfDay(to);
+  // The days' starts lie whole days apart, give or take the clock changes between them.
+  auto dates = static_cast<int>(std::chrono::round<std::chrono::days>(last - calendar.startOfDay(from)).count());
+  while (calendar.addDays(from, dates) > last) {
+    --dates;
   }
-  while (reached(days + 1)) {
-    ++days;
+  while (calendar.addDays(from, dates) < last) {
+    ++dates;
   }
-  return days;
+  return dates - (calendar.clockTime(to) < calendar.clockTime(from) ? 1 : 0);
 }
 
 }  // namespace

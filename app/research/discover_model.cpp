@@ -156,8 +156,10 @@ std::unique_ptr<TrackDraft> DiscoverModel::openTrackDraft(std::string_view appSt
   if (!app) {
     return nullptr;
   }
-  const bool tracked = store_->apps().findByAppStoreId(app->id).has_value();
-  return std::make_unique<TrackDraft>(std::move(*app), tracked, measuredQueryKeys(*store_), searchedTerm_, clock);
+  // An app already tracked keeps its own "mine" mark until the user changes it in the draft.
+  const auto tracked = store_->apps().findByAppStoreId(app->id);
+  return std::make_unique<TrackDraft>(std::move(*app), tracked.has_value(), measuredQueryKeys(*store_), searchedTerm_,
+                                      clock, tracked && tracked->isMine);
 }
 
 KeptTerm DiscoverModel::keepInSpace(store::WatchlistWriter& writer, const store::ResearchSpace& space) const {

@@ -9,11 +9,12 @@
 namespace tovra::research {
 
 TrackDraft::TrackDraft(DiscoveredApp app, bool isAlreadyTracked, std::unordered_set<std::string> existingQueries,
-                       std::optional<std::string> foundFor, const asokit::MonotonicClock& clock)
+                       std::optional<std::string> foundFor, const asokit::MonotonicClock& clock, bool isMine)
     : clock_(&clock),
       app_(std::move(app)),
       isAlreadyTracked_(isAlreadyTracked),
       existingQueries_(std::move(existingQueries)),
+      isMine_(isMine),
       typingCountry_(app_.country),
       foundFor_(std::move(foundFor)) {
   if (foundFor_) {

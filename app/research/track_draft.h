@@ -34,9 +34,10 @@ class TrackDraft final {
  public:
   // `existingQueries` holds queryKey(keyword, country) of every keyword-and-country pair already measured.
   // A draft opened from a search starts with that term (carriedFromSearch) in the app's country, which is
-  // also the country typed keywords get until it is changed.
+  // also the country typed keywords get until it is changed. `isMine` is the mark the draft starts from:
+  // a tracked app's own, so that confirming the draft keeps it unless the user changes it.
   TrackDraft(DiscoveredApp app, bool isAlreadyTracked, std::unordered_set<std::string> existingQueries,
-             std::optional<std::string> foundFor, const asokit::MonotonicClock& clock);
+             std::optional<std::string> foundFor, const asokit::MonotonicClock& clock, bool isMine = false);
 
   void setListener(std::function<void()> listener);
 

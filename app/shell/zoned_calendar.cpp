@@ -52,6 +52,11 @@ asokit::WallTime ZonedCalendar::addDays(asokit::WallTime moment, int days) const
   return firstInstantOf(zone_, date::floor<date::days>(local) + date::days{days});
 }
 
+asokit::WallTime::duration ZonedCalendar::clockTime(asokit::WallTime moment) const {
+  const auto local = zone_->to_local(moment);
+  return local - date::floor<date::days>(local);
+}
+
 const std::string& ZonedCalendar::zoneName() const {
   return zone_->name();
 }

@@ -20,6 +20,7 @@ class ZonedCalendar final : public asokit::Calendar {
 
   asokit::WallTime startOfDay(asokit::WallTime moment) const override;
   asokit::WallTime addDays(asokit::WallTime moment, int days) const override;
+  asokit::WallTime::duration clockTime(asokit::WallTime moment) const override;
   const std::string& zoneName() const;
 
  private:

@@ -11,9 +11,9 @@
 namespace tovra::store {
 
 std::vector<HintProbe> HintProbeStore::probesFor(std::string_view prefix, std::string_view country) const {
-  const auto key = research::keywordKey(prefix);
+  // A trailing blank or a capital asks the store for other completions, so prefixes compare exactly.
   auto probes = store_->probes().inCountry(research::normalizedCountry(country));
-  std::erase_if(probes, [&](const HintProbe& probe) { return research::keywordKey(probe.prefix) != key; });
+  std::erase_if(probes, [&](const HintProbe& probe) { return probe.prefix != prefix; });
   return probes;
 }
 

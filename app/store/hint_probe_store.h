@@ -19,7 +19,8 @@ struct KeptProbe {
 };
 
 // Keeps what the store's search hints answered for a prefix in a country, and finds it again. Prefixes
-// compare by their keyword key, countries trimmed and lower-cased. Main thread only.
+// compare exactly as typed (blanks and case included), countries trimmed and lower-cased. Main thread
+// only.
 class HintProbeStore final {
  public:
   explicit HintProbeStore(Store& store) : store_(&store) {}

@@ -175,6 +175,39 @@ TEST_F(ResearchCliTest, HintsAreKeptAndServedFromTheStoreTheSameDay) {
   EXPECT_THAT(human.out, HasSubstr("served from today's stored probe · the store was not asked again"));
 }
 
+// Tracking the term for an app that is already yours keeps it yours: the draft starts from its own mark.
+TEST_F(ResearchCliTest, TrackingFromDiscoverKeepsTheAppsMineMark) {
+  ok({"app", "add", "1000000102", "--country", "us", "--mine"});
+  ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
+  const auto apps = jsonOf({"app", "list"});
+  ASSERT_EQ(apps.size(), 1u);
+  EXPECT_EQ(apps[0]["isMine"], true);
+  EXPECT_EQ(apps[0]["queries"].size(), 1u);
+}
+
+// The prefix is the store's question exactly as typed: a stored probe answers only that same prefix, so
+// a trailing blank, a capital or doubled blanks are asked of the store and shown as typed.
+TEST_F(ResearchCliTest, AStoredProbeAnswersOnlyThePrefixAsTyped) {
+  ok({"hints", "pho", "--country", "us"});
+  ASSERT_EQ(h.requests("hints").size(), 1u);
+  std::size_t asked = 1;
+  for (const std::string prefix : {"pho ", "Pho", "p  ho"}) {
+    const auto first = jsonOf({"hints", prefix, "--country", "us"});
+    EXPECT_EQ(first["prefix"], prefix);
+    EXPECT_EQ(first["servedFromStore"], false) << "“" << prefix << "”";
+    const auto requests = h.requests("hints");
+    ASSERT_EQ(requests.size(), ++asked) << "“" << prefix << "”";
+    EXPECT_EQ(requests.back().param("term"), prefix) << "sent exactly as typed";
+
+    const auto again = jsonOf({"hints", prefix, "--country", "us"});
+    EXPECT_EQ(again["prefix"], prefix);
+    EXPECT_EQ(again["servedFromStore"], true) << "“" << prefix << "”";
+    EXPECT_EQ(h.requests("hints").size(), asked);
+  }
+  const auto human = ok({"hints", "pho ", "--country", "us"});
+  EXPECT_THAT(human.out, HasSubstr("Store hints for “pho ” in US"));
+}
+
 TEST_F(ResearchCliTest, AHintKeptInASpaceOrForAnAppIsCarriedFromAStoreHint) {
   ok({"space", "create", "Ideas"});
   const auto r = ok({"hints", "photo ed", "--country", "us", "--keep", "space:Ideas", "--pick", "2"});

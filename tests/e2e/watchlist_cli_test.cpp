@@ -149,6 +149,73 @@ TEST_F(WatchlistCliTest, KeywordsFromAPastedListWithTheNotice) {
   EXPECT_EQ(jsonOf({"keywords", "list", "1000000001"}).size(), 4u);
 }
 
+const std::string kLong(101, 'a');
+
+// `count` keywords separated by commas, then `extra`.
+std::string keywordList(int count, const std::string& extra = "") {
+  std::string text;
+  for (int i = 0; i < count; ++i) {
+    text += "keyword " + std::to_string(i) + ",";
+  }
+  return text + extra;
+}
+
+struct PartialPasteCase {
+  const char* name;
+  std::vector<std::string> command;  // up to the keyword text
+  std::string text;
+  std::string heading;
+  std::string notice;
+};
+void PrintTo(const PartialPasteCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class PartialPasteTest : public WatchlistCliTest, public ::testing::WithParamInterface<PartialPasteCase> {};
+
+// A paste follows keyword entry: what is accepted is added, what was dropped is told in the notice, and
+// only a paste of which nothing could be added fails.
+TEST_P(PartialPasteTest, AddsWhatIsAcceptedAndReportsWhatWasDropped) {
+  ok({"app", "add", "1000000001", "--country", "us"});
+  ok({"space", "create", "Trips"});
+  const auto& c = GetParam();
+  auto args = c.command;
+  args.push_back(c.text);
+  const auto r = ok(args);
+  EXPECT_TRUE(r.out.starts_with(c.heading + "\n  keyword 0\n")) << r.out;
+  EXPECT_TRUE(r.out.ends_with("\n" + c.notice + "\n")) << r.out;
+  EXPECT_EQ(r.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Pastes, PartialPasteTest,
+                         ::testing::Values(PartialPasteCase{"TwelveWithOneTooLong",
+                                                            {"keywords", "add", "1000000001", "--country", "us"},
+                                                            keywordList(11, kLong),
+                                                            "Added 11 keywords to Photo Lab in US:",
+                                                            "1 longer than 100 characters"},
+                                           PartialPasteCase{"SixtyOverTheLimit",
+                                                            {"keywords", "add", "1000000001", "--country", "us"},
+                                                            keywordList(60),
+                                                            "Added 50 keywords to Photo Lab in US:",
+                                                            "10 over the 50-keyword limit"},
+                                           PartialPasteCase{"ParkedInASpace",
+                                                            {"space", "park", "Trips", "--country", "us"},
+                                                            keywordList(2, kLong),
+                                                            "Added 2 keywords to the research space “Trips” in US:",
+                                                            "1 longer than 100 characters"}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(WatchlistCliTest, APartialPasteInJsonCountsWhatWasDropped) {
+  ok({"app", "add", "1000000001", "--country", "us"});
+  const auto answer =
+      jsonOf({"keywords", "add", "1000000001", "--country", "us", keywordList(11, kLong + ",keyword 3")});
+  EXPECT_EQ(answer["added"].size(), 11u);
+  EXPECT_EQ(answer["tooLong"], 1);
+  EXPECT_EQ(answer["repeated"], 1);
+  EXPECT_EQ(answer["notice"], "1 repeated in what you pasted · 1 longer than 100 characters");
+  EXPECT_EQ(jsonOf({"keywords", "list", "1000000001"}).size(), 11u);
+}
+
 TEST_F(WatchlistCliTest, PauseResumeAndKeywordsList) {
   ok({"app", "add", "1000000001", "--country", "us"});
   ok({"keywords", "add", "1000000001", "--country", "us", "collage"});
@@ -253,16 +320,6 @@ TEST_P(BadInputTest, GetsTheSystemsOwnWordsAndChangesNothing) {
   EXPECT_EQ(state(), before);
 }
 
-const std::string kLong(101, 'a');
-
-std::string sixtyKeywords() {
-  std::string text;
-  for (int i = 0; i < 60; ++i) {
-    text += "keyword " + std::to_string(i) + ",";
-  }
-  return text;
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Refusals, BadInputTest,
     ::testing::Values(
@@ -271,10 +328,10 @@ INSTANTIATE_TEST_SUITE_P(
                 {"keywords", "add", "1000000001", "--country", "us", kLong},
                 1,
                 "1 longer than 100 characters"},
-        BadCase{"SixtyKeywords",
-                {"keywords", "add", "1000000001", "--country", "us", sixtyKeywords()},
+        BadCase{"LongKeywordAlreadyAdded",
+                {"keywords", "add", "1000000001", "--country", "us", "collage," + kLong},
                 1,
-                "10 over the 50-keyword limit"},
+                "1 already added · 1 longer than 100 characters\nNothing was added."},
         BadCase{"UnknownCountry",
                 {"keywords", "add", "1000000001", "--country", "zz", "maps"},
                 1,

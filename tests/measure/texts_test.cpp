@@ -80,5 +80,30 @@ TEST(MeasureTexts, LastMeasuredDaysAreCalendarDaysAcrossAShortDay) {
   EXPECT_EQ(texts::lastMeasured(autumn, autumn + 48h, berlin), "Last measured 1 days ago.");
 }
 
+// Whole days are the calendar's: the local dates apart, one less when the clock reads earlier than it did
+// at the last run. Elapsed time added to a midnight would be an hour off on the days the clocks move.
+TEST(MeasureTexts, LastMeasuredDaysAreTheCalendarsAroundDaylightSavingChanges) {
+  const shell::ZonedCalendar newYork("America/New_York");
+  struct Case {
+    const char* name;
+    int fromMonth, fromDay;
+    int toMonth, toDay, toHour, toMinute;
+    std::string text;
+  };
+  // Every run finished at 10:00 local time in 2024; the clocks moved on 10 March and 3 November.
+  for (const auto& c : std::vector<Case>{
+           {"from the short day, earlier clock", 3, 10, 3, 13, 9, 30, "Last measured 2 days ago."},
+           {"from the short day, same clock", 3, 10, 3, 13, 10, 0, "Last measured 3 days ago."},
+           {"to the short day, later clock", 3, 7, 3, 10, 10, 30, "Last measured 3 days ago."},
+           {"from the long day, later clock", 11, 3, 11, 6, 10, 30, "Last measured 3 days ago."},
+           {"from the long day, earlier clock", 11, 3, 11, 6, 9, 59, "Last measured 2 days ago."},
+           {"to the long day, earlier clock", 10, 31, 11, 3, 9, 30, "Last measured 2 days ago."},
+       }) {
+    const auto from = localTime("America/New_York", 2024, c.fromMonth, c.fromDay, 10, 0);
+    const auto to = localTime("America/New_York", 2024, c.toMonth, c.toDay, c.toHour, c.toMinute);
+    EXPECT_EQ(texts::lastMeasured(from, to, newYork), c.text) << c.name;
+  }
+}
+
 }  // namespace
 }  // namespace tovra::measure

@@ -177,6 +177,25 @@ TEST_F(DiscoverModelTest, ATrackDraftCarriesTheSearchedTerm) {
   EXPECT_TRUE(confirmTrackDraft(*store, writer, *again).createdQueries.empty());
 }
 
+// A tracked app's draft starts from the app's own "mine" mark, so confirming it never changes a mark the
+// user did not touch; an app not tracked yet starts as nobody's.
+TEST_F(DiscoverModelTest, ATrackDraftStartsFromTheTrackedAppsOwnMark) {
+  writer.trackApp(store::AppFacts{"11", "App 11", "Dev 11", std::nullopt, std::nullopt}, "us", false);
+  writer.trackApp(store::AppFacts{"22", "App 22", "Dev 22", std::nullopt, std::nullopt}, "us", true);
+  auto model = make();
+  model.setTerm("film filters");
+  model.search();
+
+  const std::vector<std::pair<std::string, bool>> cases{{"11", false}, {"22", true}, {"33", false}};
+  for (const auto& [id, mine] : cases) {
+    auto draft = model.openTrackDraft(id, clock.monotonic());
+    ASSERT_TRUE(draft) << id;
+    EXPECT_EQ(draft->isMine(), mine) << id;
+    confirmTrackDraft(*store, writer, *draft);
+    EXPECT_EQ(store->apps().findByAppStoreId(id)->isMine, mine) << id;
+  }
+}
+
 TEST_F(DiscoverModelTest, KeepsTheTermInAResearchSpace) {
   auto model = make();
   const auto space = writer.createSpace(randomUuid(), "Travel ideas");

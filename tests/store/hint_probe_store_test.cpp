@@ -75,11 +75,46 @@ INSTANTIATE_TEST_SUITE_P(
                       SameDayCase{"YesterdayWithin24Hours", utc(2025, 3, 1, 12), utc(2025, 3, 2, 8), false}),
     [](const auto& info) { return info.param.name; });
 
-TEST_F(HintProbeStoreTest, PrefixesMeetByTheirKeyAndCountriesByCode) {
-  probes.keep(answer("Pho", {{1, "photo", std::nullopt}}), utc(2025, 3, 1, 10));
-  EXPECT_TRUE(probes.fromSameDay("pho", " US ", utc(2025, 3, 1, 11), berlin));
-  EXPECT_FALSE(probes.fromSameDay("pho", "de", utc(2025, 3, 1, 11), berlin));
-  EXPECT_FALSE(probes.fromSameDay("phot", "us", utc(2025, 3, 1, 11), berlin));
+struct PrefixCase {
+  std::string name;
+  std::string asked;
+  std::string country;
+  bool reused;
+};
+void PrintTo(const PrefixCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class PrefixTest : public HintProbeStoreTest, public ::testing::WithParamInterface<PrefixCase> {};
+
+// A prefix is the store's own question: a trailing blank or a capital asks for other completions, so only
+// the prefix exactly as typed meets a stored probe. Countries meet by their trimmed, lower-cased code.
+TEST_P(PrefixTest, OnlyThePrefixAsTypedMeetsAStoredProbe) {
+  probes.keep(answer("pho", {{1, "photo", std::nullopt}}), utc(2025, 3, 1, 10));
+  const auto found = probes.fromSameDay(GetParam().asked, GetParam().country, utc(2025, 3, 1, 11), berlin);
+  EXPECT_EQ(found.has_value(), GetParam().reused);
+  EXPECT_EQ(probes.newest(GetParam().asked, GetParam().country).has_value(), GetParam().reused);
+  if (found) {
+    EXPECT_EQ(found->probe.prefix, "pho");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Prefixes, PrefixTest,
+    ::testing::Values(PrefixCase{"Same", "pho", "us", true}, PrefixCase{"CountryCode", "pho", " US ", true},
+                      PrefixCase{"OtherCountry", "pho", "de", false}, PrefixCase{"Longer", "phot", "us", false},
+                      PrefixCase{"TrailingBlank", "pho ", "us", false}, PrefixCase{"LeadingBlank", " pho", "us", false},
+                      PrefixCase{"Capital", "Pho", "us", false}, PrefixCase{"InnerBlanks", "p  ho", "us", false}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(HintProbeStoreTest, RetentionCountsTheProbesOfThePrefixAsTyped) {
+  for (int i = 0; i < 30; ++i) {
+    probes.keep(answer("pho", {{1, "photo", std::nullopt}}), utc(2025, 3, 1) + hours{i});
+  }
+  const auto kept = probes.keep(answer("Pho", {{1, "photo", std::nullopt}}), utc(2025, 3, 5));
+  EXPECT_EQ(kept.removedByRetention, 0) << "another prefix's probes are not this one's to trim";
+  EXPECT_EQ(probes.probesFor("pho", "us").size(), 30u);
+  EXPECT_EQ(probes.probesFor("Pho", "us").size(), 1u);
 }
 
 TEST_F(HintProbeStoreTest, TheNewestSameDayProbeAnswers) {
