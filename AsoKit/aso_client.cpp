@@ -231,9 +231,8 @@ SearchOutcome AsoClient::searchLocked(const std::string& term, const std::string
       app.name = info->second.name;
       app.developer = info->second.developer;
       app.bundleId = info->second.bundleId;
-      if (info->second.artworkUrl512) {
-        app.iconURL = lookup::iconUrl(*info->second.artworkUrl512);
-      }
+      app.iconURL = info->second.iconURL();
+      app.artworkUrl512 = info->second.artworkUrl512;
       app.ratingCount = info->second.userRatingCount;
       app.averageRating = info->second.averageUserRating;
     } else {

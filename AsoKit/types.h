@@ -86,10 +86,14 @@ struct RankedApp {
   std::string name;
   std::string developer;
   std::optional<std::string> bundleId;
+  // The small icon a result list shows (128 px, WebP), made by the client from the lookup's artwork.
   std::optional<std::string> iconURL;
   std::string source = "appstore";
   std::optional<std::int64_t> ratingCount;
   std::optional<double> averageRating;
+  // The 512-pixel artwork exactly as the lookup answered it, kept beside the icon so that whoever stores
+  // an app's artwork never has to undo the icon's rewrite. Not part of the result's JSON.
+  std::optional<std::string> artworkUrl512;
   bool operator==(const RankedApp&) const = default;
 };
 
@@ -107,9 +111,11 @@ struct AppInfo {
   std::string name;
   std::string developer;
   std::optional<std::string> bundleId;
-  std::optional<std::string> artworkUrl512;
+  std::optional<std::string> artworkUrl512;  // the 512-pixel artwork, as the lookup answered it
   std::optional<std::int64_t> userRatingCount;
   std::optional<double> averageUserRating;
+  // The small icon made from the artwork (see lookup::iconUrl); none without artwork.
+  std::optional<std::string> iconURL() const;
   bool operator==(const AppInfo&) const = default;
 };
 

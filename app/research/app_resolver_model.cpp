@@ -112,13 +112,13 @@ void AppResolverModel::finish(const ResolveRequest& request, ResolveAnswer answe
     return;
   }
   if (prefetchIcons_) {
-    std::vector<std::string> artwork;
+    std::vector<std::string> icons;
     for (const auto& app : apps) {
-      if (app.artworkUrl512) {
-        artwork.push_back(*app.artworkUrl512);
+      if (app.iconUrl) {
+        icons.push_back(*app.iconUrl);
       }
     }
-    prefetchIcons_(artwork);
+    prefetchIcons_(icons);
   }
   autoPick(request.input, apps);
   phase_ = Results{std::move(apps)};

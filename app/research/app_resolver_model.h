@@ -43,7 +43,7 @@ inline constexpr std::string_view kTryAnotherCountryHelp = "Looks up the same in
 using ResolverLookup = std::function<std::optional<asokit::AppInfo>(const AppResolverInput&, const std::string&)>;
 // A store search for a name (term, country): the results in store order.
 using ResolverSearch = std::function<asokit::SearchOutcome(const std::string&, const std::string&)>;
-// Warms the icon cache with the results' artwork addresses.
+// Warms the icon cache with the results' small icon addresses (what a list of results shows).
 using ResolverPrefetchIcons = std::function<void(const std::vector<std::string>&)>;
 
 // One store request of the resolver, made by begin() and answered by finish().

@@ -183,10 +183,7 @@ std::unordered_set<std::string> measuredQueryKeys(store::Store& store) {
 store::WatchlistWriter::Receipt confirmTrackDraft(store::Store& store, store::WatchlistWriter& writer,
                                                   const TrackDraft& draft) {
   const auto& app = draft.app();
-  store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, std::nullopt};
-  if (app.artworkUrl512) {
-    facts.artworkUrl512 = store::artworkFromIcon(*app.artworkUrl512);
-  }
+  const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
   store::Transaction edit(store);
   auto receipt = writer.trackApp(facts, app.country, draft.isMine());
   receipt.createdQueries = writer.addKeywords(receipt.app, draft.keywords());

@@ -13,13 +13,14 @@ DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view
                        normalizedCountry(country),
                        std::nullopt,
                        info.userRatingCount,
-                       info.averageUserRating};
+                       info.averageUserRating,
+                       info.iconURL()};
 }
 
 DiscoveredApp discoveredFromSearch(const asokit::RankedApp& app, std::string_view country) {
-  return DiscoveredApp{app.id,       app.name,        app.developer,
-                       app.bundleId, app.iconURL,     normalizedCountry(country),
-                       app.position, app.ratingCount, app.averageRating};
+  return DiscoveredApp{
+      app.id,       app.name,        app.developer,     app.bundleId, app.artworkUrl512, normalizedCountry(country),
+      app.position, app.ratingCount, app.averageRating, app.iconURL};
 }
 
 }  // namespace tovra::research

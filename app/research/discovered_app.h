@@ -15,19 +15,19 @@ struct DiscoveredApp {
   std::string name;
   std::string developer;
   std::optional<std::string> bundleId;
-  std::optional<std::string> artworkUrl512;
-  std::string country;                   // the storefront it was found in, trimmed and lower-cased
-  std::optional<std::int64_t> position;  // the store's position when found by a search
+  std::optional<std::string> artworkUrl512;  // the 512-pixel artwork, what a tracked app keeps
+  std::string country;                       // the storefront it was found in, trimmed and lower-cased
+  std::optional<std::int64_t> position;      // the store's position when found by a search
   std::optional<std::int64_t> ratingCount;
   std::optional<double> averageRating;
+  std::optional<std::string> iconUrl;  // the small icon a list of results shows
   bool operator==(const DiscoveredApp&) const = default;
 };
 
-// A looked-up app: no position, the 512-pixel artwork as the lookup gave it.
+// A looked-up app: no position.
 DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view country);
 
-// A search result: its position, and the icon address the search answered with in place of the
-// 512-pixel artwork (a search carries only the rewritten icon).
+// A search result, with its position.
 DiscoveredApp discoveredFromSearch(const asokit::RankedApp& app, std::string_view country);
 
 }  // namespace tovra::research

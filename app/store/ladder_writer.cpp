@@ -1,7 +1,6 @@
 #include "app/store/ladder_writer.h"
 
 #include <algorithm>
-#include <regex>
 
 #include "AsoKit/rank_history.h"
 #include "app/research/keyword_key.h"
@@ -57,21 +56,19 @@ void refreshEntry(LadderEntry& entry, const std::vector<asokit::RankedApp>& apps
   }
 }
 
-std::vector<RecordId<TrackedApp>> fillArtwork(Store& store, const std::vector<LadderEntry>& entries) {
+// The artwork comes from the reading, never from the stored entries: an entry keeps only the small icon,
+// and the 512-pixel address cannot be told from it.
+std::vector<RecordId<TrackedApp>> fillArtwork(Store& store, const std::vector<asokit::RankedApp>& apps) {
   std::vector<RecordId<TrackedApp>> filled;
-  for (const auto& entry : entries) {
-    if (!entry.iconUrl) {
+  for (const auto& result : apps) {
+    if (!result.artworkUrl512 || result.artworkUrl512->empty()) {
       continue;
     }
-    auto app = store.apps().findByAppStoreId(entry.appStoreId);
+    auto app = store.apps().findByAppStoreId(result.id);
     if (!app || (app->artworkUrl512 && !app->artworkUrl512->empty())) {
       continue;
     }
-    auto artwork = artworkFromIcon(*entry.iconUrl);
-    if (!artwork) {
-      continue;
-    }
-    app->artworkUrl512 = std::move(artwork);
+    app->artworkUrl512 = result.artworkUrl512;
     store.apps().update(*app);
     filled.push_back(app->rowId);
   }
@@ -137,7 +134,7 @@ LadderWrite LadderWriter::write(const LadderReading& reading) {
     }
   }
 
-  result.artworkFilled = fillArtwork(*store_, result.saved.entries);
+  result.artworkFilled = fillArtwork(*store_, apps);
   transaction.commit();
   return result;
 }
@@ -145,16 +142,6 @@ LadderWrite LadderWriter::write(const LadderReading& reading) {
 std::int64_t enrichedDepth(const std::vector<asokit::RankedApp>& apps) {
   return std::count_if(apps.begin(), apps.end(),
                        [](const asokit::RankedApp& app) { return app.ratingCount.has_value(); });
-}
-
-std::optional<std::string> artworkFromIcon(std::string_view iconUrl) {
-  static const std::regex sizeSuffix(R"(/\d+x\d+bb\.(jpg|png|webp)$)");
-  const std::string url(iconUrl);
-  std::smatch match;
-  if (!std::regex_search(url, match, sizeSuffix)) {
-    return std::nullopt;
-  }
-  return url.substr(0, static_cast<std::size_t>(match.position(0))) + "/512x512bb.jpg";
 }
 
 }  // namespace tovra::store

@@ -39,7 +39,7 @@ struct LadderWrite {
 
 // Keeps what a search saw as saved searches: one per keyword (by its keyword key) and country, refreshed
 // in place rather than piled up when the same result is read again within the hour, the newest 30 kept.
-// The icons it sees fill in tracked apps' missing artwork. Main thread only; one transaction per write.
+// The artwork it sees fills in tracked apps' missing artwork. Main thread only; one transaction per write.
 class LadderWriter final {
  public:
   explicit LadderWriter(Store& store) : store_(&store) {}
@@ -56,9 +56,5 @@ class LadderWriter final {
 
 // How many apps of a result carry rating data.
 std::int64_t enrichedDepth(const std::vector<asokit::RankedApp>& apps);
-
-// The 512-pixel artwork address behind a result's icon address: ".../100x100bb.png" becomes
-// ".../512x512bb.jpg". None for an address without that size suffix, which is then not used at all.
-std::optional<std::string> artworkFromIcon(std::string_view iconUrl);
 
 }  // namespace tovra::store

@@ -296,9 +296,10 @@ TEST_F(ClientTest, SearchDressesTheHeadWithLookupAndFallsBackToSearchNames) {
   EXPECT_EQ(outcome.resultCount, 3);
   EXPECT_EQ(outcome.country, "TR");
   ASSERT_EQ(outcome.apps.size(), 2u);
-  EXPECT_EQ(outcome.apps[0],
-            (RankedApp{"30", 1, "Thirty", "Dev", "c.d.e", "https://img/x/128x128bb.webp", "appstore", 1500, 4.5}));
-  EXPECT_EQ(outcome.apps[1], (RankedApp{"40", 2, "?", "", {}, {}, "appstore", {}, {}}));
+  EXPECT_EQ(outcome.apps[0], (RankedApp{"30", 1, "Thirty", "Dev", "c.d.e", "https://img/x/128x128bb.webp", "appstore",
+                                        1500, 4.5, "https://img/x/512x512bb.jpg"}))
+      << "the client keeps the lookup's artwork beside the icon it made from it";
+  EXPECT_EQ(outcome.apps[1], (RankedApp{"40", 2, "?", "", {}, {}, "appstore", {}, {}, {}}));
 }
 
 TEST_F(ClientTest, SearchWithLimitZeroAsksNoLookup) {

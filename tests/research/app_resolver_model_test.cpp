@@ -19,6 +19,7 @@ asokit::RankedApp ranked(std::string id, std::int64_t position, std::string name
   app.name = std::move(name);
   app.developer = "Dev " + app.name;
   app.iconURL = "https://is1.example/" + app.id + "/128x128bb.webp";
+  app.artworkUrl512 = "https://is1.example/" + app.id + "/512x512bb.png";
   return app;
 }
 
@@ -96,7 +97,8 @@ TEST(AppResolverModel, LinkIsLookedUpByItsIdAndTheOneAppIsSelected) {
   EXPECT_EQ(model.selected()->artworkUrl512, "https://is1.example/512x512bb.jpg");
   EXPECT_FALSE(model.pickedByNameAmongSeveral());
   EXPECT_EQ(model.pickNote(), std::nullopt);
-  EXPECT_EQ(store.prefetched, std::vector<std::vector<std::string>>{{"https://is1.example/512x512bb.jpg"}});
+  EXPECT_EQ(model.selected()->iconUrl, "https://is1.example/128x128bb.webp");
+  EXPECT_EQ(store.prefetched, std::vector<std::vector<std::string>>{{"https://is1.example/128x128bb.webp"}});
   EXPECT_EQ(model.resolved(), (AppResolverModel::Resolved{"https://apps.apple.com/us/app/lumen/id1234567890", "DE"}));
   EXPECT_EQ(model.requestCount(), 1);
 }
@@ -258,7 +260,8 @@ TEST(AppResolverModel, ChoosingAResultReplacesTheAutomaticPick) {
   model.select(second);
   EXPECT_EQ(model.selected(), second);
   EXPECT_FALSE(model.pickedByNameAmongSeveral());
-  EXPECT_EQ(second.artworkUrl512, "https://is1.example/222222/128x128bb.webp");
+  EXPECT_EQ(second.artworkUrl512, "https://is1.example/222222/512x512bb.png");
+  EXPECT_EQ(second.iconUrl, "https://is1.example/222222/128x128bb.webp");
   EXPECT_EQ(store.prefetched.back(), (std::vector<std::string>{"https://is1.example/111111/128x128bb.webp",
                                                                "https://is1.example/222222/128x128bb.webp"}));
   // A new resolve forgets the earlier choice.

@@ -19,6 +19,7 @@ asokit::RankedApp ranked(std::string id, std::int64_t position) {
   app.name = "App " + app.id;
   app.developer = "Dev " + app.id;
   app.iconURL = "https://is1.example/" + app.id + "/128x128bb.webp";
+  app.artworkUrl512 = "https://is1.example/" + app.id + "/512x512bb.png";
   app.ratingCount = 100 * position;
   app.averageRating = 4.5;
   return app;
@@ -166,7 +167,7 @@ TEST_F(DiscoverModelTest, ATrackDraftCarriesTheSearchedTerm) {
   const auto receipt = confirmTrackDraft(*store, writer, *draft);
   EXPECT_TRUE(receipt.createdApp);
   EXPECT_EQ(receipt.app.appStoreId, "22");
-  EXPECT_EQ(receipt.app.artworkUrl512, "https://is1.example/22/512x512bb.jpg");
+  EXPECT_EQ(receipt.app.artworkUrl512, "https://is1.example/22/512x512bb.png");
   ASSERT_EQ(receipt.createdQueries.size(), 1u);
   EXPECT_EQ(receipt.createdQueries[0].provenanceRaw, "carriedFromSearch");
   EXPECT_EQ(receipt.createdQueries[0].country, "us");

@@ -140,7 +140,7 @@ TEST_F(LadderWriterTest, TheThirtyFirstSavedSearchRemovesTheOldest) {
   EXPECT_EQ(store->ladderEntries().count(), 29 * 2 + 1 + 1) << "the removed search's entries went with it";
 }
 
-TEST_F(LadderWriterTest, IconsFillMissingArtworkOfTrackedApps) {
+TEST_F(LadderWriterTest, TheResultsArtworkFillsMissingArtworkOfTrackedAppsAsTheLookupGaveIt) {
   const auto bare = store->apps().insert(makeApp("1"));
   auto emptyArt = makeApp("2");
   emptyArt.artworkUrl512 = "";
@@ -150,43 +150,28 @@ TEST_F(LadderWriterTest, IconsFillMissingArtworkOfTrackedApps) {
   store->apps().insert(withArt);
   store->apps().insert(makeApp("4"));
 
+  auto art = [](asokit::RankedApp app, std::optional<std::string> artwork) {
+    app.artworkUrl512 = std::move(artwork);
+    return app;
+  };
+  // The artwork's address is not the icon's with another size: it is kept exactly as it came.
   const auto written = writer.write(reading(
-      {ranked("1", 1, 10, "https://is1.example/a/b/100x100bb.png"),
-       ranked("2", 2, 10, "https://is1.example/c/60x60bb.webp"),
-       ranked("3", 3, 10, "https://is1.example/d/100x100bb.png"), ranked("4", 4, 10, "https://is1.example/e/icon.png"),
-       ranked("5", 5, 10, "https://is1.example/f/100x100bb.png")},
+      {art(ranked("1", 1, 10, "https://is1.example/a/b/128x128bb.webp"), "https://is1.example/a/b/512x512bb.png"),
+       art(ranked("2", 2, 10, "https://is1.example/c/128x128bb.webp"), "https://is1.example/c/Icon.jpg"),
+       art(ranked("3", 3, 10, "https://is1.example/d/128x128bb.webp"), "https://is1.example/d/512x512bb.jpg"),
+       art(ranked("4", 4, 10, "https://is1.example/e/128x128bb.webp"), std::nullopt),
+       art(ranked("5", 5, 10, "https://is1.example/f/128x128bb.webp"), "https://is1.example/f/512x512bb.jpg")},
       t0));
 
-  EXPECT_EQ(store->apps().findByAppStoreId("1")->artworkUrl512, "https://is1.example/a/b/512x512bb.jpg");
-  EXPECT_EQ(store->apps().findByAppStoreId("2")->artworkUrl512, "https://is1.example/c/512x512bb.jpg");
-  EXPECT_EQ(store->apps().findByAppStoreId("3")->artworkUrl512, "https://x/3/512x512bb.jpg");
-  EXPECT_EQ(store->apps().findByAppStoreId("4")->artworkUrl512, std::nullopt)
-      << "an address without a size is not used";
+  EXPECT_EQ(store->apps().findByAppStoreId("1")->artworkUrl512, "https://is1.example/a/b/512x512bb.png");
+  EXPECT_EQ(store->apps().findByAppStoreId("2")->artworkUrl512, "https://is1.example/c/Icon.jpg");
+  EXPECT_EQ(store->apps().findByAppStoreId("3")->artworkUrl512, "https://x/3/512x512bb.jpg") << "kept, not replaced";
+  EXPECT_EQ(store->apps().findByAppStoreId("4")->artworkUrl512, std::nullopt) << "an icon alone is not artwork";
   EXPECT_EQ(written.artworkFilled.size(), 2u);
   EXPECT_EQ(written.artworkFilled.front(), bare.rowId);
   EXPECT_FALSE(store->apps().findByAppStoreId("5")) << "an untracked app is not created";
+  EXPECT_EQ(written.saved.entries[0].iconUrl, "https://is1.example/a/b/128x128bb.webp") << "entries keep the icon";
 }
-
-struct IconCase {
-  std::string icon;
-  std::optional<std::string> artwork;
-};
-
-class ArtworkFromIconTest : public ::testing::TestWithParam<IconCase> {};
-
-TEST_P(ArtworkFromIconTest, RewritesOnlyTheSizeSuffixAtTheEnd) {
-  EXPECT_EQ(artworkFromIcon(GetParam().icon), GetParam().artwork);
-}
-
-INSTANTIATE_TEST_SUITE_P(Icons, ArtworkFromIconTest,
-                         ::testing::Values(IconCase{"https://a/b/100x100bb.png", "https://a/b/512x512bb.jpg"},
-                                           IconCase{"https://a/b/128x128bb.webp", "https://a/b/512x512bb.jpg"},
-                                           IconCase{"https://a/b/512x512bb.jpg", "https://a/b/512x512bb.jpg"},
-                                           IconCase{"https://a/b/100x100bb.gif", std::nullopt},
-                                           IconCase{"https://a/b/100x100bb.png?x=1", std::nullopt},
-                                           IconCase{"https://a/b/x100bb.png", std::nullopt},
-                                           IconCase{"https://a/100x100bb.png/b", std::nullopt},
-                                           IconCase{"", std::nullopt}));
 
 TEST_F(LadderWriterTest, AFailedSaveLeavesTheStoreAsItWas) {
   writer.write(reading({ranked("1", 1)}, t0));
