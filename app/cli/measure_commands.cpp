@@ -69,10 +69,10 @@ void printReport(Context& context, const RunReport& report) {
 void runMeasure(Context& context) {
   auto& store = context.store();
   auto& client = context.client();
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   measure::LoopQueue queue;
-  const research::MeasurementPresence presence(asokit::SharedPacingFile::defaultDirectory());
-  measure::MeasurementRunner runner({queue, client, store, context.wall(), context.monotonic(), calendar, &presence});
+  measure::MeasurementRunner runner(
+      {queue, client, store, context.wall(), context.monotonic(), calendar, &context.services().presence()});
 
   std::optional<RunReport> report;
   runner.setOnReport([&](const RunReport& finished, const std::vector<store::TrackedQuery>&) { report = finished; });

@@ -63,14 +63,6 @@ json listOf(const std::vector<T>& items, F convert) {
 
 }  // namespace
 
-shell::ZonedCalendar userZonedCalendar() {
-  try {
-    return shell::ZonedCalendar();
-  } catch (const std::exception&) {
-    return shell::ZonedCalendar("UTC");
-  }
-}
-
 std::string localMinute(const shell::ZonedCalendar& calendar, asokit::WallTime time) {
   return formatLocal(calendar, time, "%F %R");
 }

@@ -13,8 +13,6 @@
 // the JSON forms of the measurement values.
 namespace tovra::cli {
 
-// The user's calendar (TZ, else the system's zone); UTC when the zone cannot be found.
-shell::ZonedCalendar userZonedCalendar();
 // "2025-01-14 09:30" and "2025-01-14" in the calendar's zone.
 std::string localMinute(const shell::ZonedCalendar& calendar, asokit::WallTime time);
 std::string localDate(const shell::ZonedCalendar& calendar, asokit::WallTime time);

@@ -2,25 +2,18 @@
 
 #include <fmt/format.h>
 
-#include "AsoKit/shared_pacing.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
-#include "app/research/measurement_presence.h"
 #include "app/store/dates.h"
 
 namespace tovra::cli {
-bool measurementRunning() {
-  return research::MeasurementPresence(asokit::SharedPacingFile::defaultDirectory()).running();
-}
-
 research::RequestGate requestGate(Context& context) {
-  return research::RequestGate([] { return measurementRunning(); },
-                               [&context] { return context.client().cooldownSecondsLeft(); });
+  return context.services().requestGate();
 }
 
 std::function<void()> holdOnRefusal(Context& context) {
-  return [&context] { research::holdAfterRefusal(context.client(), context.wall().now()); };
+  return [&context] { context.services().holdAfterRefusal(); };
 }
 
 nlohmann::json toJson(const std::optional<research::KeywordDifficulty>& difficulty) {

@@ -15,8 +15,6 @@ namespace tovra::cli {
 
 class Context;
 
-// Whether a measurement run holds the store in any Tovra process of the user.
-bool measurementRunning();
 // A run anywhere, then the client's hold (shared by every Tovra process).
 research::RequestGate requestGate(Context& context);
 // What a refusal does: the 900 s hold every process keeps, unless one already counts down.

@@ -167,7 +167,7 @@ void runSignals(Context& context, const SignalsArgs& args) {
   const auto country = requireCountry(args.country);
   auto& store = context.store();
   const auto cancel = context.cancel().get_token();
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   research::SignalsCheck check(
       [&](const std::string& t, const std::string& c) {
         return context.client().search(t, c, static_cast<std::int64_t>(research::kDifficultySample), cancel);
@@ -265,7 +265,7 @@ void runCheck(Context& context, const CheckArgs& args) {
             queries, measure::MeasurementRunner::kMaxConsecutiveFailures, {}, [&] { return stop.stop_requested(); },
             cancel);
       },
-      [] { return measurementRunning(); }, [&] { return context.client().cooldownSecondsLeft(); },
+      [&] { return context.services().presence().running(); }, [&] { return context.client().cooldownSecondsLeft(); },
       [&](const research::KeywordCheckRequest& request) {
         watchlist.edit([&] {
           kept = research::keepTerm(watchlist.writer(), research::KeepTarget{request.app}, request.keyword,

@@ -102,7 +102,7 @@ const TodayRow& requireRow(Context& context, measure::TodayBoard& board, const s
 }
 
 void runToday(Context& context, const TodayArgs& args) {
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   measure::TodayBoard board(context.store(), calendar, context.wall());
   board.refresh();
   if (!args.review.empty() || !args.unreview.empty()) {
@@ -147,7 +147,7 @@ void runHistory(Context& context, const HistoryArgs& args) {
     throw CommandError(
         Exit::failed, fmt::format("{} tracks no keyword {}.", app.displayName, describeKeyword(args.keyword, country)));
   }
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   const auto readings = store.observations().ofQuery(query->rowId);
   std::vector<asokit::RankPoint> points;
   for (const auto& reading : readings) {

@@ -2,11 +2,7 @@
 
 #include <date/tz.h>
 
-#include "app/shell/zoned_calendar.h"
-
 namespace tovra::store {
-
-LocalTimeFormat::LocalTimeFormat() : LocalTimeFormat(shell::ZonedCalendar().zoneName()) {}
 
 LocalTimeFormat::LocalTimeFormat(const std::string& zoneName) : zone_(date::locate_zone(zoneName)) {}
 

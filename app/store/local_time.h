@@ -14,8 +14,6 @@ namespace tovra::store {
 // whatever the desktop's locale: backup folder stamps and the export's proposed file name.
 class LocalTimeFormat final {
  public:
-  // The user's own zone, as the calendar finds it (TZ, else /etc/localtime).
-  LocalTimeFormat();
   // Throws std::runtime_error for a zone the time-zone database does not know.
   explicit LocalTimeFormat(const std::string& zoneName);
 
