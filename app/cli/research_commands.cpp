@@ -325,7 +325,7 @@ void runCheck(Context& context, const CheckArgs& args) {
     throw CommandError(Exit::stoppedByUser, "");
   }
   if (std::holds_alternative<Model::Failed>(checked) || std::holds_alternative<Model::Skipped>(checked)) {
-    throw CommandError(Exit::failed, args.track ? "The keyword was not tracked: the check did not read a rank." : "");
+    throw CommandError(Exit::failed, "");
   }
 }
 

@@ -87,6 +87,8 @@ const bool registered = [] {
                      sub->add_option("-o,--output", *output,
                                      "The file to write, or a folder for the proposed name "
                                      "(default: tovra-export-<local date>.json in the current folder)");
+                     // The two texts shown beside the export action: it is local only, and why it is JSON.
+                     sub->footer(std::string(store::kExportLocalOnly) + "\n\n" + std::string(store::kExportWhyJson));
                      sub->callback([output, &context] { runExport(context, *output); });
                    },
                    81});

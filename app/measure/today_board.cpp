@@ -9,8 +9,10 @@ TodayBoard::TodayBoard(store::Store& store, const asokit::Calendar& calendar, as
     : store_(store), calendar_(calendar), wall_(wall) {}
 
 void TodayBoard::refresh() {
-  queue_ = buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange)),
-                           calendar_, queue_.undoableMark);
+  const auto historySince = calendar_.addDays(wall_.now(), 1 - kHistoryDays);
+  queue_ =
+      buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange), historySince),
+                      calendar_, queue_.undoableMark);
   changes_.notify();
 }
 

@@ -294,15 +294,20 @@ TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar
     row.source = std::move(latest.source);
     row.measuredAt = latest.measuredAt;
     row.day = startOfDay(latest.day);
-    std::vector<asokit::RankPoint> points;
-    points.reserve(2);
+    std::vector<asokit::RankPoint> newestTwo;
+    newestTwo.reserve(2);
     if (keyword.previous) {
-      points.push_back({startOfDay(keyword.previous->day), keyword.previous->rank});
+      newestTwo.push_back({startOfDay(keyword.previous->day), keyword.previous->rank});
     }
-    points.push_back({startOfDay(latest.day), latest.rank});
+    newestTwo.push_back({row.day, latest.rank});
+    std::vector<asokit::RankPoint> points;
+    points.reserve(keyword.recent.size());
+    for (const auto& reading : keyword.recent) {
+      points.push_back({startOfDay(reading.day), reading.rank});
+    }
     row.history = asokit::RankHistory(std::move(points));
     row.readingCount = keyword.readingCount;
-    row.change = changeOf(row.history, keyword.readingCount);
+    row.change = changeOf(asokit::RankHistory(std::move(newestTwo)), keyword.readingCount);
     row.isReviewed = keyword.latestMark && startOfDay(keyword.latestMark->day) == row.day;
     if (undoableMark && keyword.latestMark && keyword.latestMark->mark == undoableMark->rowId) {
       markStillThere = true;

@@ -29,6 +29,9 @@ struct TodayChange {
 
 // Fewer than this many readings claim no change yet, even when two ranks exist.
 inline constexpr std::size_t kReadingsBeforeChange = 7;
+// A row's history holds the readings of this many calendar days, today's included: what its sparkline
+// shows. The whole series is one history read away, so the queue stays fast on a store of years.
+inline constexpr int kHistoryDays = 30;
 
 // The change a history shows: accumulating under seven readings; otherwise from the last two ranks,
 // unknown when either is absent.
@@ -55,7 +58,8 @@ struct TodayRow {
   std::string source;
   asokit::WallTime measuredAt;
   asokit::WallTime day;  // the latest reading's day: the day a review mark is about
-  // The newest readings, as many as the change needs (the last two); `tovra history` reads the rest.
+  // The readings of the last kHistoryDays calendar days; `tovra history` reads the whole series. The
+  // change does not rest on it: it comes from the two newest readings, whatever their days.
   asokit::RankHistory history;
   std::int64_t readingCount = 0;  // all the keyword's readings, counted up to kReadingsBeforeChange
   TodayChange change;

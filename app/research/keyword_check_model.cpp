@@ -55,7 +55,9 @@ bool KeywordCheckModel::check(const KeywordCheckRequest& request) {
 }
 
 bool KeywordCheckModel::canTrack() const {
-  return request_ && (std::holds_alternative<Measured>(phase_) || std::holds_alternative<NotInTopN>(phase_));
+  // Tracking does not depend on how the check went: a failed or stopped check still names a keyword the
+  // user wants measured from now on.
+  return request_ && !std::holds_alternative<Checking>(phase_) && !std::holds_alternative<Tracked>(phase_);
 }
 
 void KeywordCheckModel::track() {

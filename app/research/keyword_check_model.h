@@ -101,7 +101,7 @@ class KeywordCheckModel final {
 
   const Phase& phase() const { return phase_; }
   const std::optional<KeywordCheckRequest>& request() const { return request_; }
-  // Whether tracking is offered: after a check that read a rank or found the app outside the results.
+  // Whether tracking is offered: after a check, whatever its outcome, until the keyword is tracked.
   bool canTrack() const;
 
   // Maps a batch outcome of the one query to its phase.

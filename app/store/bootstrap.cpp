@@ -85,8 +85,8 @@ StoreOpenResult StoreBootstrap::open() const {
   try {
     result.container = makeContainer_(store);
     writeMarker();
-    // Nothing moved means the old file is still in place (the first attempt failed for a passing
-    // reason); its place is then the data folder itself.
+    // With no folder made there was no store file to move, or no place to move it to: the old file, if
+    // any, is then still in the data folder itself.
     result.notice = StoreOpenNotice{StoreOpenNotice::Recovered{folder.value_or(directory_)}};
   } catch (const std::exception& error) {
     result.container.reset();
@@ -115,7 +115,6 @@ std::optional<fs::path> StoreBootstrap::setAside(Mode mode, const std::string& f
       folder = backups / (folderName + "-" + std::to_string(attempt));
     }
     fileManager_.createDirectories(folder);
-    bool anyKept = false;
     for (const auto& file : files) {
       if (!fileManager_.exists(file)) {
         continue;
@@ -126,12 +125,13 @@ std::optional<fs::path> StoreBootstrap::setAside(Mode mode, const std::string& f
         } else {
           fileManager_.move(file, folder / file.filename());
         }
-        anyKept = true;
       } catch (const std::exception&) {
         // A file that cannot be copied or moved stays where it is; the others are still kept.
       }
     }
-    return anyKept ? std::optional<fs::path>(folder) : std::nullopt;
+    // The folder is reported once it exists, even when no file made it in: it is never left behind
+    // unnamed.
+    return folder;
   } catch (const std::exception&) {
     return std::nullopt;
   }

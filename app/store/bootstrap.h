@@ -22,7 +22,8 @@ struct StoreOpenNotice {
     std::filesystem::path folder;
     bool operator==(const Recovered&) const = default;
   };
-  // No store could be opened or created. `folder` is where the old data was kept, when it was moved.
+  // No store could be opened or created. `folder` is the folder made to keep the old data aside, when one
+  // was made.
   struct Failed {
     std::string detail;
     std::optional<std::filesystem::path> folder;
@@ -39,7 +40,8 @@ struct StoreOpenNotice {
 struct StoreOpenResult {
   std::unique_ptr<Store> container;  // absent when nothing could be opened
   std::optional<StoreOpenNotice> notice;
-  std::optional<std::filesystem::path> backup;  // the copy taken because the marker did not match
+  // The folder made for a copy because the marker did not match (reported even when the copy failed).
+  std::optional<std::filesystem::path> backup;
 };
 
 // Builds the container for the store file at the given path, or throws.

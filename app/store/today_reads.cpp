@@ -56,7 +56,7 @@ void readLatestMarks(Store& store, std::vector<TodaySnapshot::Keyword>& keywords
 
 }  // namespace
 
-TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo) {
+TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo, WallTime recentSince) {
   const Transaction snapshot(store, Transaction::Mode::read);
   TodaySnapshot result;
   result.apps = store.apps().all();
@@ -82,10 +82,10 @@ TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo) {
   }
 
   // Per keyword, one walk down its newest periods, on the indexes alone, gives its newest readings with
-  // their days and ranks and counts them up to `countUpTo`. Only the newest of each is then read in
-  // full, in row order.
-  const std::string newestSql = "SELECT o.pk, o.day, o.rank FROM " + std::string(periods::kReadingsOfQuery) +
-                                std::string(periods::kNewestFirst) + " LIMIT " + std::to_string(countUpTo);
+  // their days and ranks, counts them up to `countUpTo` and keeps those of the recent days; it stops as
+  // soon as it has both. Only the newest of each is then read in full, in row order.
+  const std::string newestSql =
+      "SELECT o.pk, o.day, o.rank FROM " + std::string(periods::kReadingsOfQuery) + std::string(periods::kNewestFirst);
   Rows newest(store, newestSql.c_str());
   struct Wanted {
     std::int64_t row;
@@ -96,14 +96,25 @@ TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo) {
   for (std::size_t k = 0; k < result.keywords.size(); ++k) {
     auto& keyword = result.keywords[k];
     newest.restart(keyword.query.rowId.value);
-    while (newest.next()) {
-      const auto position = keyword.readingCount++;
+    for (std::int64_t position = 0; newest.next(); ++position) {
+      const auto day = newest.time(1);
+      const bool recent = day >= recentSince;
+      if (position >= countUpTo && !recent) {
+        break;
+      }
+      if (position < countUpTo) {
+        ++keyword.readingCount;
+      }
       if (position == 0) {
         wanted.push_back({newest.integer(0), k});
       } else if (position == 1) {
-        keyword.previous = TodaySnapshot::DayRank{newest.time(1), newest.optionalInteger(2)};
+        keyword.previous = TodaySnapshot::DayRank{day, newest.optionalInteger(2)};
+      }
+      if (recent) {
+        keyword.recent.push_back(TodaySnapshot::DayRank{day, newest.optionalInteger(2)});
       }
     }
+    std::reverse(keyword.recent.begin(), keyword.recent.end());
   }
   readLatestMarks(store, result.keywords);
   std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.row < b.row; });

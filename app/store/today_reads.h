@@ -11,14 +11,15 @@ namespace tovra::store {
 class Store;
 
 // What the today queue is built from, read under one snapshot: every keyword of an app with its newest
-// readings and its newest review mark, the apps and their names, and the last run with its outcomes.
+// readings, its readings of the recent days and its newest review mark, the apps and their names, and the
+// last run with its outcomes.
 struct TodaySnapshot {
   // A review mark as the queue needs it: which mark, and the day it marks.
   struct MarkedDay {
     RecordId<ReviewMark> mark;
     WallTime day;
   };
-  // What a change needs of the reading before the newest.
+  // What a change needs of the reading before the newest, and a history of the others.
   struct DayRank {
     WallTime day;
     std::optional<std::int64_t> rank;
@@ -27,6 +28,7 @@ struct TodaySnapshot {
     TrackedQuery query;
     std::optional<StoredObservation> newest;  // the newest reading, whole
     std::optional<DayRank> previous;          // the one before it
+    std::vector<DayRank> recent;              // the readings of days from `recentSince` on, oldest first
     std::int64_t readingCount = 0;            // all the keyword's readings, counted up to the asked number
     std::optional<MarkedDay> latestMark;      // the keyword's newest review mark, of whatever day
   };
@@ -38,8 +40,9 @@ struct TodaySnapshot {
   std::vector<RunOutcome> lastRunMisses;  // the last run's outcomes other than measured, in run order
 };
 
-// Reads the snapshot. The queue needs a keyword's last two readings and whether it has `countUpTo` of
-// them, never its whole series, so readings are counted up to that number only. Throws StoreError.
-TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo);
+// Reads the snapshot. The queue needs a keyword's last two readings, whether it has `countUpTo` of them,
+// and its readings of the days from `recentSince` on, never its whole series: readings are counted up to
+// that number only, and older ones are not read. Throws StoreError.
+TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo, WallTime recentSince);
 
 }  // namespace tovra::store

@@ -246,6 +246,32 @@ TEST_F(ResearchCliTest, CheckOnceReadsOneRankAndTracksOnRequest) {
   EXPECT_EQ(absent["text"], "Not among the 0 results the store returned for this phrase");
 }
 
+// Tracking the checked keyword has no condition on the check's outcome: a failed check still tracks it
+// with --track, and still ends as a failed check.
+TEST(ResearchCliFailedCheck, AFailedCheckStillTracksOnRequest) {
+  auto withFault = scenario();
+  withFault["faults"] = json::array({{{"path", "search"}, {"term", kKeyword}, {"status", 404}}});
+  Harness h{withFault};
+  ASSERT_EQ(h.run({"app", "add", "1000000103", "--country", "us"}).exitCode, 0);
+
+  const auto r = h.run({"check", "1000000103", kKeyword, "--country", "us", "--track"});
+  EXPECT_EQ(r.exitCode, 1) << describe(r);
+  EXPECT_THAT(r.out, HasSubstr("The check failed: "));
+  EXPECT_THAT(r.out, HasSubstr("This keyword is now tracked."));
+  EXPECT_THAT(r.err, ::testing::Not(HasSubstr("not tracked")));
+  const auto apps = json::parse(h.run({"--json", "app", "list"}).out);
+  ASSERT_EQ(apps.at(0)["queries"].size(), 1u);
+  EXPECT_EQ(apps[0]["queries"][0]["keyword"], kKeyword);
+  EXPECT_EQ(apps[0]["queries"][0]["provenance"], "typedByUser");
+
+  const auto again = h.run({"--json", "check", "1000000103", kKeyword, "--country", "us", "--track"});
+  EXPECT_EQ(again.exitCode, 1) << describe(again);
+  const auto answer = json::parse(again.out);
+  EXPECT_EQ(answer["phase"], "failed");
+  EXPECT_EQ(answer["tracked"], true);
+  EXPECT_EQ(answer["alreadyAdded"], true);
+}
+
 TEST_F(ResearchCliTest, DuringAHoldNothingIsAskedAndTheExitIsThree) {
   asokit::SharedPacingFile(h.stateDir()).hold(std::chrono::system_clock::now() + std::chrono::seconds{900});
   ok({"app", "list"});

@@ -64,6 +64,20 @@ TEST_F(StoreCliTest, StoreCountsWhatIsTrackedAndExportWritesTheWholeStore) {
   EXPECT_THAT(intoFolder.out, ::testing::MatchesRegex(".*/tovra-export-[0-9]{4}-[0-9]{2}-[0-9]{2}\\.json\n"));
 }
 
+// The export's two texts, shown beside the action: it is local only, and why it is JSON.
+TEST_F(StoreCliTest, TheExportsHelpSaysItIsLocalAndWhyItIsJson) {
+  const auto r = h.run({"export", "--help"});
+  ASSERT_EQ(r.exitCode, 0) << describe(r);
+  EXPECT_THAT(r.out, HasSubstr("Tovra writes the whole store as JSON. Nothing is requested from the App Store to "
+                               "produce this file."));
+  EXPECT_THAT(r.out, HasSubstr("JSON, not CSV: an unknown rank stays null — a spreadsheet would read an empty cell "
+                               "as 0. rank: null means the query was measured and the app was not inside the depth "
+                               "the App Store returned. It never means 0, and it never means the measurement failed "
+                               "— a failed measurement writes no observation at all."));
+  EXPECT_TRUE(h.requests().empty());
+  EXPECT_FALSE(fs::exists(h.dataDir() / "default.store")) << "help opens no store";
+}
+
 TEST_F(StoreCliTest, AnExportThatCannotBeWrittenLeavesNoFileAndSaysWhy) {
   const auto target = h.directory() / "missing-folder" / "out.json";
   const auto r = h.run({"export", "-o", target.string()});

@@ -236,5 +236,48 @@ TEST_F(TodayBoardTest, EveryViewHearsEachChangeAfterTheQueueHoldsIt) {
   EXPECT_EQ(seenByBadge, 3);
 }
 
+// A row's history is what its sparkline shows: the readings of the last 30 calendar days, today's
+// included. The change and the accumulating count still come from the two newest readings and the count.
+TEST_F(TodayBoardTest, ARowsHistoryHoldsTheReadingsOfTheLastThirtyCalendarDays) {
+  const auto app = *store->apps().findByAppStoreId("100");
+  const auto month = seed.keyword(app, "long story", "us");
+  Ranks ranks;
+  for (std::int64_t rank = 1; rank <= 40; ++rank) {
+    ranks.push_back(rank);
+  }
+  ranks[20] = std::nullopt;  // a reading outside the results, inside the 30 days
+  seed.readings(month, ranks, today);
+  const auto old = seed.keyword(app, "old story", "us");
+  seed.readings(old, {9, 9, 9, 9, 9, 9, 6, 4}, calendar.addDays(today, -40));
+
+  TodayBoard board(*store, calendar, clock.wall());
+  board.refresh();
+
+  const auto* row = board.row(month.rowId.value);
+  ASSERT_TRUE(row);
+  const auto& points = row->history.points();
+  ASSERT_EQ(points.size(), 30u);
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    EXPECT_EQ(points[i].day, calendar.addDays(today, static_cast<int>(i) - 29)) << i;
+    EXPECT_EQ(points[i].rank, ranks[10 + i]) << i;
+  }
+  EXPECT_EQ(row->change, TodayChange::dropped(1));
+
+  const auto* dropped = board.row(dropping.rowId.value);
+  ASSERT_TRUE(dropped);
+  EXPECT_EQ(dropped->history.readingCount(), 7u);
+  EXPECT_EQ(dropped->change, TodayChange::dropped(5));
+  const auto* youngRow = board.row(young.rowId.value);
+  ASSERT_TRUE(youngRow);
+  EXPECT_EQ(youngRow->history.readingCount(), 2u);
+  EXPECT_EQ(youngRow->change, TodayChange::accumulating(2));
+
+  const auto* oldRow = board.row(old.rowId.value);
+  ASSERT_TRUE(oldRow);
+  EXPECT_TRUE(oldRow->history.points().empty()) << "no reading in the last 30 days";
+  EXPECT_EQ(oldRow->rank, 4);
+  EXPECT_EQ(oldRow->change, TodayChange::rose(2)) << "the change comes from the two newest readings";
+}
+
 }  // namespace
 }  // namespace tovra::measure

@@ -153,11 +153,31 @@ TEST_F(KeywordCheckModelTest, AFailedTrackLeavesTheResultShown) {
   EXPECT_EQ(model.phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
 }
 
-TEST_F(KeywordCheckModelTest, AFailedCheckOffersNoTracking) {
-  answer = outcome({failed("HTTP 404")});
-  auto model = make();
-  model.check(request());
-  EXPECT_FALSE(model.canTrack());
+// Tracking the checked keyword has no condition on the check's outcome: a check that failed, was skipped,
+// halted or stopped still offers it; only a check not made yet, or one already tracked, does not.
+TEST_F(KeywordCheckModelTest, EveryEndOfACheckOffersTracking) {
+  struct Case {
+    const char* name;
+    asokit::BatchOutcome outcome;
+  };
+  for (const auto& c : std::vector<Case>{{"measured", outcome({measured(4)})},
+                                         {"notInTopN", outcome({measured(std::nullopt)})},
+                                         {"failed", outcome({failed("HTTP 404")})},
+                                         {"noResult", outcome({})},
+                                         {"skipped", outcome({skipped()})},
+                                         {"halted", outcome({}, true)},
+                                         {"stopped", outcome({measured(3)}, false, true)}}) {
+    answer = c.outcome;
+    tracked.clear();
+    auto model = make();
+    EXPECT_FALSE(model.canTrack()) << c.name;
+    model.check(request());
+    EXPECT_TRUE(model.canTrack()) << c.name;
+    model.track();
+    ASSERT_EQ(tracked.size(), 1u) << c.name;
+    EXPECT_EQ(model.phase(), Model::Phase{Model::Tracked{}}) << c.name;
+    EXPECT_FALSE(model.canTrack()) << c.name << ": tracked once";
+  }
 }
 
 }  // namespace

@@ -28,10 +28,11 @@ void writeBytes(const fs::path& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary) << bytes;
 }
 
-// The real file operations, with the copy able to fail on request.
+// The real file operations, with the copy and the move able to fail on request.
 class FlakyFiles final : public FileOperations {
  public:
   bool failCopy = false;
+  bool failMove = false;
   void createDirectories(const fs::path& folder) override { real_.createDirectories(folder); }
   bool exists(const fs::path& path) override { return real_.exists(path); }
   std::optional<std::string> readFile(const fs::path& file) override { return real_.readFile(file); }
@@ -42,7 +43,12 @@ class FlakyFiles final : public FileOperations {
     }
     real_.copy(from, to);
   }
-  void move(const fs::path& from, const fs::path& to) override { real_.move(from, to); }
+  void move(const fs::path& from, const fs::path& to) override {
+    if (failMove) {
+      throw std::runtime_error("move refused");
+    }
+    real_.move(from, to);
+  }
 
  private:
   SystemFileOperations real_;
@@ -145,13 +151,45 @@ INSTANTIATE_TEST_SUITE_P(
                       // A long marker is cut between characters, never inside one.
                       MarkerCase{"x" + repeated("ğ", 30), "20250114-093012-vx" + repeated("ğ", 19)}));
 
-TEST_F(BootstrapTest, AFailedCopyIsIgnoredAndTheStoreStillOpens) {
+// A failed copy is ignored, but the folder made for it is reported: it was made, and is never left behind
+// unnamed.
+TEST_F(BootstrapTest, AFailedCopyIsIgnoredAndItsFolderIsStillReported) {
   makeStore(std::nullopt);
   files.failCopy = true;
   auto result = open();
   ASSERT_TRUE(result.container);
-  EXPECT_FALSE(result.backup);
+  EXPECT_EQ(result.backup, backups / "20250114-093012-vunversioned");
+  EXPECT_TRUE(fs::is_directory(backups / "20250114-093012-vunversioned"));
   EXPECT_FALSE(result.notice);
+}
+
+// When the move aside fails, the notice still names the folder that was made for it, never the data
+// folder itself; and when both attempts fail, the failure names it too.
+TEST_F(BootstrapTest, AFailedMoveStillNamesTheFolderThatWasMade) {
+  const fs::path folder = backups / "Recovered-20250114-093012";
+  {
+    makeStore("1.0.0");
+    files.failMove = true;
+    int attempts = 0;
+    auto result = open([&](const fs::path& file) -> std::unique_ptr<Store> {
+      if (++attempts == 1) {
+        throw StoreError(StoreError::Kind::io, "a passing reason.");
+      }
+      return Store::open(file);
+    });
+    ASSERT_TRUE(result.container);
+    ASSERT_TRUE(result.notice && result.notice->recovered());
+    EXPECT_EQ(result.notice->recovered()->folder, folder);
+    EXPECT_TRUE(fs::is_directory(folder));
+    EXPECT_TRUE(fs::exists(storeFile)) << "nothing was moved";
+  }
+  {
+    auto result =
+        open([&](const fs::path&) -> std::unique_ptr<Store> { throw StoreError(StoreError::Kind::io, "no reason."); });
+    EXPECT_FALSE(result.container);
+    ASSERT_TRUE(result.notice && result.notice->failed());
+    EXPECT_EQ(result.notice->failed()->folder, backups / "Recovered-20250114-093012-2");
+  }
 }
 
 TEST_F(BootstrapTest, AGarbageStoreIsMovedAsideWithItsCompanionsAndANewOneIsMade) {

@@ -113,13 +113,20 @@ TEST_F(RepositoriesTest, AKeywordsReadingsReadInDayOrderAcrossPeriods) {
   }
   EXPECT_EQ(store->observations().latestOf(query.rowId)->rank, 40);
   // The last day opens a period of its own, so the newest two come from two periods.
-  const auto today = readTodaySnapshot(*store, 3);
+  // The recent days' readings come oldest first, across periods too.
+  const auto today = readTodaySnapshot(*store, 3, utc(2025, 1, 31));
   ASSERT_EQ(today.keywords.size(), 2u);
   ASSERT_TRUE(today.keywords[0].newest && today.keywords[0].previous);
   EXPECT_EQ(today.keywords[0].previous->rank, 39);
   EXPECT_EQ(today.keywords[0].newest->rank, 40);
   EXPECT_EQ(today.keywords[0].newest->source, "appstore");
   EXPECT_EQ(today.keywords[0].readingCount, 3);
+  ASSERT_EQ(today.keywords[0].recent.size(), 10u);
+  for (std::size_t i = 0; i < 10; ++i) {
+    EXPECT_EQ(today.keywords[0].recent[i].day, utc(2025, 1, 31) + hours{24 * i});
+    EXPECT_EQ(today.keywords[0].recent[i].rank, static_cast<std::int64_t>(31 + i));
+  }
+  EXPECT_EQ(today.keywords[1].recent.size(), 0u) << "its one reading is older";
 
   // Moved to a day of another period, a reading is read there.
   auto moved = readings[3];
