@@ -143,13 +143,7 @@ void checkTables(SQLite::Database& database, const Header& header, int major) {
   }
 }
 
-void checkShape(SQLite::Database& database, const Header& header) {
-  if (header.applicationId != CurrentSchema::applicationId) {
-    throw otherShape("it belongs to another program");
-  }
-  if (header.userVersion != CurrentSchema::userVersion) {
-    throw otherShape("it was written with schema version " + versionText(header.userVersion));
-  }
+void checkCurrentLayout(SQLite::Database& database, const Header& header) {
   checkTables(database, header, CurrentSchema::version.major);
   // Without its triggers the store would break its own delete rules.
   for (const auto& trigger : kTriggers) {
@@ -159,6 +153,16 @@ void checkShape(SQLite::Database& database, const Header& header) {
       throw otherShape("its trigger " + std::string(trigger.name) + " is missing");
     }
   }
+}
+
+void checkShape(SQLite::Database& database, const Header& header) {
+  if (header.applicationId != CurrentSchema::applicationId) {
+    throw otherShape("it belongs to another program");
+  }
+  if (header.userVersion != CurrentSchema::userVersion) {
+    throw otherShape("it was written with schema version " + versionText(header.userVersion));
+  }
+  checkCurrentLayout(database, header);
 }
 
 void createSchema(SQLite::Database& database) {
@@ -195,8 +199,9 @@ std::string spanSql(const std::string& dayMillis) {
 void readingsIntoPeriods(SQLite::Database& database) {
   const Header header = readHeader(database);
   // Builds made between the periods' arrival and their version number wrote this layout under 1.0.0:
-  // such a store needs only its number, and checkShape still reads every table of it afterwards.
+  // such a store needs only its number, once every table of it has been read.
   if (header.tables.contains("ReadingPeriod")) {
+    checkCurrentLayout(database, header);
     return;
   }
   checkTables(database, header, 1);

@@ -348,6 +348,12 @@ TEST_F(ContainerCheckTest, TheCurrentLayoutMarkedOneIsOnlyRenumbered) {
   EXPECT_EQ(store->outcomes().get(linked.outcome.rowId), linked.outcome);
 }
 
+TEST_F(ContainerCheckTest, TheCurrentLayoutMarkedOneWithAnotherShapeIsRefusedAndNotRenumbered) {
+  { Store::open(file); }
+  runScript(file, "PRAGMA user_version = 10000; DROP TRIGGER ReadingPeriod_clearsOutcomes;");
+  expectRefusedUntouched(StoreError::Kind::notATovraStore);
+}
+
 struct BrokenOneCase {
   std::string name;
   std::string change;  // applied to a store of schema 1.0.0
