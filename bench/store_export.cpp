@@ -142,7 +142,7 @@ int main(int argc, char** argv) {
     counts = tovra::storegen::generateStore(*store, options);
   }
   tovra::store::SystemFileOperations().writeFile(folder / "TovraStore.version",
-                                                 tovra::store::TovraSchemaV1::version.text());
+                                                 tovra::store::CurrentSchema::version.text());
   std::printf("generated %lld readings, %lld outcomes, %lld keywords, %lld runs, %lld saved searches in %.1f s\n",
               static_cast<long long>(counts.observations), static_cast<long long>(counts.outcomes),
               static_cast<long long>(counts.queries), static_cast<long long>(counts.runs),

@@ -67,7 +67,7 @@ StoreOpenResult StoreBootstrap::open() const {
   const auto storedVersion = SchemaVersion::parse(stored);
   const std::string stamp = localTime_.stamp(now_.now());
 
-  if (storeExists && storedVersion != TovraSchemaV1::version) {
+  if (storeExists && storedVersion != CurrentSchema::version) {
     const std::string label = "-v" + (stored.empty() ? std::string("unversioned") : labelFrom(stored));
     result.backup = setAside(Mode::copy, stamp + label);
   }
@@ -139,7 +139,7 @@ std::optional<fs::path> StoreBootstrap::setAside(Mode mode, const std::string& f
 
 void StoreBootstrap::writeMarker() const {
   try {
-    fileManager_.writeFile(directory_ / markerFileName, TovraSchemaV1::version.text());
+    fileManager_.writeFile(directory_ / markerFileName, CurrentSchema::version.text());
   } catch (const std::exception&) {
     // Without the marker the next launch takes one more backup copy; the store itself is fine.
   }

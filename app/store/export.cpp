@@ -6,10 +6,34 @@
 #include "app/store/rows.h"
 #include "app/store/sql.h"
 #include "app/store/store.h"
+#include "app/store/table_columns.h"
 #include "app/store/transaction.h"
 
 namespace tovra::store {
 namespace {
+
+using columns::Column;
+using columns::exportedList;
+using columns::kAppLocalization;
+using columns::kHintProbe;
+using columns::kLadderEntry;
+using columns::kMeasurementRun;
+using columns::kResearchSpace;
+using columns::kReviewMark;
+using columns::kRunOutcome;
+using columns::kStoredLadder;
+using columns::kStoredObservation;
+using columns::kStoreHint;
+using columns::kTrackedApp;
+using columns::kTrackedQuery;
+
+// "SELECT <before><the table's exported columns, in table order> <after>": the values each exported
+// object is read from come in the order of its description.
+std::string select(std::string_view before, std::span<const Column> table, std::string_view alias,
+                   const std::string& after) {
+  const std::string rest = after.starts_with(",") ? after : " " + after;
+  return "SELECT " + std::string(before) + exportedList(table, alias) + rest;
+}
 
 // Walks the store in export order. Top-level lists are sorted by their date; nested lists by country
 // (localizations), keyword and country (keywords), day (readings and marks), write order (outcomes) and
@@ -18,42 +42,28 @@ class Walker final {
  public:
   Walker(Store& store, JsonStream& json)
       : json_(json),
-        apps_(store,
-              "SELECT pk, appStoreId, displayName, developer, bundleId, artworkUrl512, isMine, addedAt FROM TrackedApp "
-              "ORDER BY addedAt, pk"),
+        apps_(store, select("pk, ", kTrackedApp, "", "FROM TrackedApp ORDER BY addedAt, pk")),
         localizations_(store,
-                       "SELECT country, name, developer, fetchedAt FROM AppLocalization WHERE app = ?1 "
-                       "ORDER BY country, pk"),
-        appQueries_(store,
-                    "SELECT pk, keyword, country, provenanceRaw, addedAt, isPaused FROM TrackedQuery WHERE app = ?1 "
-                    "ORDER BY keyword, country, pk"),
-        spaceQueries_(store,
-                      "SELECT pk, keyword, country, provenanceRaw, addedAt, isPaused FROM TrackedQuery "
-                      "WHERE space = ?1 ORDER BY keyword, country, pk"),
-        observations_(store, ("SELECT o.day, o.measuredAt, o.rank, o.resultCount, o.source FROM " +
-                              std::string(periods::kReadingsOfQuery) + std::string(periods::kOldestFirst))
-                                 .c_str()),
-        reviewMarks_(store, "SELECT day, markedAt FROM ReviewMark WHERE query = ?1 ORDER BY day, pk"),
-        spaces_(store,
-                "SELECT id, name, note, createdAt, promotedToAppStoreId, promotedAt, pk FROM ResearchSpace "
-                "ORDER BY createdAt, pk"),
-        runs_(store,
-              "SELECT pk, startedAt, finishedAt, halted, stopped, requestCount, queryCount FROM MeasurementRun "
-              "ORDER BY startedAt, pk"),
-        outcomes_(store,
-                  "SELECT o.statusRaw, o.message, q.keyword, q.country, a.appStoreId FROM RunOutcome o "
-                  "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN TrackedApp a ON a.pk = q.app "
-                  "WHERE o.run = ?1 ORDER BY o.pk"),
-        ladders_(store,
-                 "SELECT pk, keyword, country, fetchedAt, enrichedDepth, resultCount, source FROM StoredLadder "
-                 "ORDER BY fetchedAt, pk"),
-        entries_(store,
-                 "SELECT position, appStoreId, name, developer, ratingCount, averageRating FROM LadderEntry "
-                 "WHERE ladder = ?1 ORDER BY position, pk"),
-        probes_(store,
-                "SELECT pk, prefix, country, observedAt, source, carriedPriority FROM HintProbe "
-                "ORDER BY observedAt, pk"),
-        hints_(store, "SELECT position, term, priority FROM StoreHint WHERE probe = ?1 ORDER BY position, pk") {}
+                       select("", kAppLocalization, "", "FROM AppLocalization WHERE app = ?1 ORDER BY country, pk")),
+        appQueries_(
+            store, select("pk, ", kTrackedQuery, "", "FROM TrackedQuery WHERE app = ?1 ORDER BY keyword, country, pk")),
+        spaceQueries_(store, select("pk, ", kTrackedQuery, "",
+                                    "FROM TrackedQuery WHERE space = ?1 ORDER BY keyword, country, pk")),
+        observations_(store,
+                      select("", kStoredObservation, "o.",
+                             "FROM " + std::string(periods::kReadingsOfQuery) + std::string(periods::kOldestFirst))),
+        reviewMarks_(store, select("", kReviewMark, "", "FROM ReviewMark WHERE query = ?1 ORDER BY day, pk")),
+        spaces_(store, select("", kResearchSpace, "", ", pk FROM ResearchSpace ORDER BY createdAt, pk")),
+        runs_(store, select("pk, ", kMeasurementRun, "", "FROM MeasurementRun ORDER BY startedAt, pk")),
+        // An outcome names its keyword, country and app, taken from its keyword and that keyword's app.
+        outcomes_(store, select("", kRunOutcome, "o.",
+                                ", q.keyword, q.country, a.appStoreId FROM RunOutcome o "
+                                "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN TrackedApp a ON a.pk = q.app "
+                                "WHERE o.run = ?1 ORDER BY o.pk")),
+        ladders_(store, select("pk, ", kStoredLadder, "", "FROM StoredLadder ORDER BY fetchedAt, pk")),
+        entries_(store, select("", kLadderEntry, "", "FROM LadderEntry WHERE ladder = ?1 ORDER BY position, pk")),
+        probes_(store, select("pk, ", kHintProbe, "", "FROM HintProbe ORDER BY observedAt, pk")),
+        hints_(store, select("", kStoreHint, "", "FROM StoreHint WHERE probe = ?1 ORDER BY position, pk")) {}
 
   void apps();
   void spaces();

@@ -1,14 +1,16 @@
 #pragma once
 
 // How each record kind maps to its table; included by app/store/*.cpp only. `columns` lists the
-// stored fields after the row column `pk`, in table order; `bind` binds them as parameters 1…N and
-// `read` reads a row selected as "pk, <columns>".
+// record's fields after the row column `pk`, in table order, as the table's description has them
+// (app/store/table_columns.h); `bind` binds them as parameters 1…N and `read` reads a row selected as
+// "pk, <columns>".
 
 #include <array>
 #include <string>
 #include <string_view>
 
 #include "app/store/records.h"
+#include "app/store/table_columns.h"
 
 namespace SQLite {
 class Statement;
@@ -27,8 +29,7 @@ struct Mapping;
 template <>
 struct Mapping<TrackedApp> {
   static constexpr std::string_view table = "TrackedApp";
-  static constexpr std::array<std::string_view, 7> columns{"appStoreId",    "displayName", "developer", "bundleId",
-                                                           "artworkUrl512", "isMine",      "addedAt"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kTrackedApp>();
   static constexpr std::string_view order = "addedAt, pk";
   static constexpr std::string_view unique = "appStoreId";
   static std::string uniqueValue(const TrackedApp& app) { return app.appStoreId; }
@@ -38,7 +39,7 @@ struct Mapping<TrackedApp> {
 template <>
 struct Mapping<AppLocalization> {
   static constexpr std::string_view table = "AppLocalization";
-  static constexpr std::array<std::string_view, 5> columns{"country", "name", "developer", "fetchedAt", "app"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kAppLocalization>();
   static constexpr std::string_view order = "fetchedAt, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(AppLocalization);
@@ -47,8 +48,7 @@ struct Mapping<AppLocalization> {
 template <>
 struct Mapping<ResearchSpace> {
   static constexpr std::string_view table = "ResearchSpace";
-  static constexpr std::array<std::string_view, 6> columns{
-      "id", "name", "note", "createdAt", "promotedToAppStoreId", "promotedAt"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kResearchSpace>();
   static constexpr std::string_view order = "createdAt, pk";
   static constexpr std::string_view unique = "id";
   static std::string uniqueValue(const ResearchSpace& space) { return space.id; }
@@ -58,8 +58,7 @@ struct Mapping<ResearchSpace> {
 template <>
 struct Mapping<TrackedQuery> {
   static constexpr std::string_view table = "TrackedQuery";
-  static constexpr std::array<std::string_view, 7> columns{"keyword",  "country", "provenanceRaw", "addedAt",
-                                                           "isPaused", "app",     "space"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kTrackedQuery>();
   static constexpr std::string_view order = "addedAt, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(TrackedQuery);
@@ -68,8 +67,7 @@ struct Mapping<TrackedQuery> {
 template <>
 struct Mapping<StoredObservation> {
   static constexpr std::string_view table = "StoredObservation";
-  static constexpr std::array<std::string_view, 6> columns{"day",         "measuredAt", "rank",
-                                                           "resultCount", "source",     "query"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kStoredObservation>();
   static constexpr std::string_view order = "day, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(StoredObservation);
@@ -78,8 +76,7 @@ struct Mapping<StoredObservation> {
 template <>
 struct Mapping<MeasurementRun> {
   static constexpr std::string_view table = "MeasurementRun";
-  static constexpr std::array<std::string_view, 6> columns{"startedAt", "finishedAt",   "halted",
-                                                           "stopped",   "requestCount", "queryCount"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kMeasurementRun>();
   static constexpr std::string_view order = "startedAt, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(MeasurementRun);
@@ -88,7 +85,7 @@ struct Mapping<MeasurementRun> {
 template <>
 struct Mapping<RunOutcome> {
   static constexpr std::string_view table = "RunOutcome";
-  static constexpr std::array<std::string_view, 5> columns{"statusRaw", "message", "run", "query", "observation"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kRunOutcome>();
   static constexpr std::string_view order = "pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(RunOutcome);
@@ -97,7 +94,7 @@ struct Mapping<RunOutcome> {
 template <>
 struct Mapping<ReviewMark> {
   static constexpr std::string_view table = "ReviewMark";
-  static constexpr std::array<std::string_view, 3> columns{"day", "markedAt", "query"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kReviewMark>();
   static constexpr std::string_view order = "day, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(ReviewMark);
@@ -106,8 +103,7 @@ struct Mapping<ReviewMark> {
 template <>
 struct Mapping<StoredLadder> {
   static constexpr std::string_view table = "StoredLadder";
-  static constexpr std::array<std::string_view, 6> columns{"keyword",       "country",     "fetchedAt",
-                                                           "enrichedDepth", "resultCount", "source"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kStoredLadder>();
   static constexpr std::string_view order = "fetchedAt, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(StoredLadder);
@@ -116,8 +112,7 @@ struct Mapping<StoredLadder> {
 template <>
 struct Mapping<LadderEntry> {
   static constexpr std::string_view table = "LadderEntry";
-  static constexpr std::array<std::string_view, 8> columns{"position", "appStoreId",  "name",          "developer",
-                                                           "iconUrl",  "ratingCount", "averageRating", "ladder"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kLadderEntry>();
   static constexpr std::string_view order = "ladder, position, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(LadderEntry);
@@ -126,8 +121,7 @@ struct Mapping<LadderEntry> {
 template <>
 struct Mapping<HintProbe> {
   static constexpr std::string_view table = "HintProbe";
-  static constexpr std::array<std::string_view, 5> columns{"prefix", "country", "observedAt", "source",
-                                                           "carriedPriority"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kHintProbe>();
   static constexpr std::string_view order = "observedAt, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(HintProbe);
@@ -136,7 +130,7 @@ struct Mapping<HintProbe> {
 template <>
 struct Mapping<StoreHint> {
   static constexpr std::string_view table = "StoreHint";
-  static constexpr std::array<std::string_view, 4> columns{"position", "term", "priority", "probe"};
+  static constexpr auto columns = store::columns::recordColumns<store::columns::kStoreHint>();
   static constexpr std::string_view order = "probe, position, pk";
   static constexpr std::string_view unique{};
   TOVRA_MAPPING_FUNCTIONS(StoreHint);

@@ -20,6 +20,7 @@ class Store;
 class Rows final {
  public:
   Rows(Store& store, const char* sql);
+  Rows(Store& store, const std::string& sql) : Rows(store, sql.c_str()) {}
   ~Rows();
   Rows(const Rows&) = delete;
   Rows& operator=(const Rows&) = delete;

@@ -3,6 +3,7 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <set>
@@ -10,152 +11,17 @@
 
 #include "AsoKit/text.h"
 #include "app/store/reading_periods.h"
+#include "app/store/store.h"
 #include "app/store/store_error.h"
+#include "app/store/table_columns.h"
+#include "app/store/transaction.h"
 
 namespace tovra::store {
 namespace {
 
-struct Column {
-  std::string_view name;
-  std::string_view type;
-  std::string_view rest;  // constraints after the type
-};
-
-struct Table {
-  std::string_view name;
-  std::vector<Column> columns;
-  std::string_view tableConstraints;
-  // A table of the store's own bookkeeping rather than a model the rest of the system sees.
-  bool internal = false;
-};
-
-// Relationships are foreign keys whose ON DELETE follows the delete rule of the owning side: cascade
-// where a record owns the other, SET NULL where it only refers to it (and wherever no rule is declared).
-const std::vector<Table>& tables() {
-  static const std::vector<Table> all{
-      {"TrackedApp",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"appStoreId", "TEXT", "NOT NULL UNIQUE"},
-        {"displayName", "TEXT", "NOT NULL"},
-        {"developer", "TEXT", "NOT NULL"},
-        {"bundleId", "TEXT", ""},
-        {"artworkUrl512", "TEXT", ""},
-        {"isMine", "INTEGER", "NOT NULL CHECK (isMine IN (0, 1))"},
-        {"addedAt", "INTEGER", "NOT NULL"}},
-       ""},
-      {"AppLocalization",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"country", "TEXT", "NOT NULL"},
-        {"name", "TEXT", "NOT NULL"},
-        {"developer", "TEXT", "NOT NULL"},
-        {"fetchedAt", "INTEGER", "NOT NULL"},
-        {"app", "INTEGER", "REFERENCES TrackedApp(pk) ON DELETE SET NULL"}},
-       ""},
-      {"TrackedQuery",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"keyword", "TEXT", "NOT NULL"},
-        {"country", "TEXT", "NOT NULL"},
-        {"provenanceRaw", "TEXT", "NOT NULL"},
-        {"addedAt", "INTEGER", "NOT NULL"},
-        {"isPaused", "INTEGER", "NOT NULL CHECK (isPaused IN (0, 1))"},
-        {"app", "INTEGER", "REFERENCES TrackedApp(pk) ON DELETE CASCADE"},
-        {"space", "INTEGER", "REFERENCES ResearchSpace(pk) ON DELETE CASCADE"}},
-       "CHECK (app IS NULL OR space IS NULL)"},
-      // A keyword's readings of one period of days (app/store/reading_periods.h). A reading belongs to its keyword
-      // through its period: the period carries the foreign key, so the readings' own index starts with
-      // the period and a day's run adds its readings next to each other instead of one to every
-      // keyword's stretch of the index.
-      {"ReadingPeriod",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"span", "INTEGER", "NOT NULL"},
-        {"query", "INTEGER", "NOT NULL REFERENCES TrackedQuery(pk) ON DELETE CASCADE"}},
-       "",
-       true},
-      // `query` repeats the period's keyword so a reading reads back on its own; only the store's
-      // reading writer sets it, always together with `period`.
-      {"StoredObservation",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"day", "INTEGER", "NOT NULL"},
-        {"measuredAt", "INTEGER", "NOT NULL"},
-        {"rank", "INTEGER", "CHECK (rank IS NULL OR rank >= 1)"},
-        {"resultCount", "INTEGER", "NOT NULL"},
-        {"source", "TEXT", "NOT NULL"},
-        {"query", "INTEGER", "NOT NULL"},
-        {"period", "INTEGER", "NOT NULL REFERENCES ReadingPeriod(pk) ON DELETE CASCADE"}},
-       ""},
-      {"MeasurementRun",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"startedAt", "INTEGER", "NOT NULL"},
-        {"finishedAt", "INTEGER", ""},
-        {"halted", "INTEGER", "NOT NULL CHECK (halted IN (0, 1))"},
-        {"stopped", "INTEGER", "NOT NULL CHECK (stopped IN (0, 1))"},
-        {"requestCount", "INTEGER", "NOT NULL"},
-        {"queryCount", "INTEGER", "NOT NULL"}},
-       ""},
-      {"RunOutcome",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"statusRaw", "TEXT", "NOT NULL"},
-        {"message", "TEXT", ""},
-        {"run", "INTEGER", "REFERENCES MeasurementRun(pk) ON DELETE CASCADE"},
-        {"query", "INTEGER", ""},
-        {"observation", "INTEGER", "REFERENCES StoredObservation(pk) ON DELETE SET NULL"},
-        // The outcome's keyword is tied through the keyword's period of the run's day, for the reason
-        // readings are (see ReadingPeriod); deleting the period clears `query` with it (see kTriggers).
-        {"period", "INTEGER", "REFERENCES ReadingPeriod(pk) ON DELETE SET NULL"}},
-       "CHECK (observation IS NULL OR statusRaw = 'measured')"},
-      {"ReviewMark",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"day", "INTEGER", "NOT NULL"},
-        {"markedAt", "INTEGER", "NOT NULL"},
-        {"query", "INTEGER", "REFERENCES TrackedQuery(pk) ON DELETE SET NULL"}},
-       ""},
-      {"StoredLadder",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"keyword", "TEXT", "NOT NULL"},
-        {"country", "TEXT", "NOT NULL"},
-        {"fetchedAt", "INTEGER", "NOT NULL"},
-        {"enrichedDepth", "INTEGER", "NOT NULL"},
-        {"resultCount", "INTEGER", "NOT NULL"},
-        {"source", "TEXT", "NOT NULL"}},
-       ""},
-      {"LadderEntry",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"position", "INTEGER", "NOT NULL"},
-        {"appStoreId", "TEXT", "NOT NULL"},
-        {"name", "TEXT", "NOT NULL"},
-        {"developer", "TEXT", "NOT NULL"},
-        {"iconUrl", "TEXT", ""},
-        {"ratingCount", "INTEGER", ""},
-        {"averageRating", "REAL", ""},
-        {"ladder", "INTEGER", "REFERENCES StoredLadder(pk) ON DELETE CASCADE"}},
-       ""},
-      {"HintProbe",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"prefix", "TEXT", "NOT NULL"},
-        {"country", "TEXT", "NOT NULL"},
-        {"observedAt", "INTEGER", "NOT NULL"},
-        {"source", "TEXT", "NOT NULL"},
-        {"carriedPriority", "INTEGER", "NOT NULL CHECK (carriedPriority IN (0, 1))"}},
-       ""},
-      {"StoreHint",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"position", "INTEGER", "NOT NULL"},
-        {"term", "TEXT", "NOT NULL"},
-        {"priority", "INTEGER", ""},
-        {"probe", "INTEGER", "REFERENCES HintProbe(pk) ON DELETE CASCADE"}},
-       ""},
-      {"ResearchSpace",
-       {{"pk", "INTEGER", "PRIMARY KEY"},
-        {"id", "TEXT", "NOT NULL UNIQUE"},
-        {"name", "TEXT", "NOT NULL"},
-        {"note", "TEXT", ""},
-        {"createdAt", "INTEGER", "NOT NULL"},
-        {"promotedToAppStoreId", "TEXT", ""},
-        {"promotedAt", "INTEGER", ""}},
-       ""},
-  };
-  return all;
-}
+using columns::Column;
+using columns::kTables;
+using columns::Table;
 
 // Every foreign key has an index (SQLite needs one to apply ON DELETE without scanning the child
 // table), plus what the today view, the runner and the export read in order: a keyword's periods, a
@@ -203,14 +69,22 @@ std::string createStatement(const Table& table, std::string_view name = {}) {
     sql += first ? "" : ", ";
     first = false;
     sql += std::string(column.name) + " " + std::string(column.type);
-    if (!column.rest.empty()) {
-      sql += " " + std::string(column.rest);
+    if (!column.constraints.empty()) {
+      sql += " " + std::string(column.constraints);
     }
   }
-  if (!table.tableConstraints.empty()) {
-    sql += ", " + std::string(table.tableConstraints);
+  if (!table.constraints.empty()) {
+    sql += ", " + std::string(table.constraints);
   }
   return sql + ") STRICT";
+}
+
+constexpr std::int32_t userVersionOf(SchemaVersion version) {
+  return version.major * 10000 + version.minor * 100 + version.patch;
+}
+
+std::string versionText(std::int32_t userVersion) {
+  return SchemaVersion{userVersion / 10000, userVersion / 100 % 100, userVersion % 100}.text();
 }
 
 struct Header {
@@ -239,35 +113,38 @@ StoreError otherShape(const std::string& why) {
                     "The file is not a store of this version of Tovra (" + why + "); it is kept as it is.");
 }
 
-void checkShape(SQLite::Database& database, const Header& header) {
-  if (header.applicationId != TovraSchemaV1::applicationId) {
-    throw otherShape("it belongs to another program");
-  }
-  if (header.userVersion != TovraSchemaV1::userVersion) {
-    throw otherShape("it was written with schema version " + std::to_string(header.userVersion / 10000) + "." +
-                     std::to_string(header.userVersion / 100 % 100) + "." + std::to_string(header.userVersion % 100));
-  }
+// Whether the tables are exactly the layout of schema `major`: the tables and columns of the
+// description that were there in that version, by name and type, in order.
+void checkTables(SQLite::Database& database, const Header& header, int major) {
   std::set<std::string> expected;
-  for (const auto& table : tables()) {
+  for (const auto& table : kTables) {
+    if (table.since > major) {
+      continue;
+    }
     expected.insert(std::string(table.name));
     SQLite::Statement info(database, "SELECT name, type FROM pragma_table_info(?) ORDER BY cid");
     info.bind(1, std::string(table.name));
-    std::size_t index = 0;
-    while (info.executeStep()) {
-      if (index >= table.columns.size() || info.getColumn(0).getString() != table.columns[index].name ||
-          info.getColumn(1).getString() != table.columns[index].type) {
-        throw otherShape("its table " + std::string(table.name) + " has other columns");
+    bool same = true;
+    for (const auto& column : table.columns) {
+      if (column.since > major) {
+        continue;
       }
-      ++index;
+      same = same && info.executeStep() && info.getColumn(0).getString() == column.name &&
+             info.getColumn(1).getString() == column.type;
     }
-    if (index != table.columns.size()) {
-      throw otherShape(index == 0 ? "its table " + std::string(table.name) + " is missing"
-                                  : "its table " + std::string(table.name) + " has other columns");
+    const bool extra = same && info.executeStep();
+    if (!same || extra) {
+      const bool missing = !header.tables.contains(std::string(table.name));
+      throw otherShape("its table " + std::string(table.name) + (missing ? " is missing" : " has other columns"));
     }
   }
   if (header.tables != expected) {
     throw otherShape("it holds other tables");
   }
+}
+
+void checkCurrentLayout(SQLite::Database& database, const Header& header) {
+  checkTables(database, header, CurrentSchema::version.major);
   // Without its triggers the store would break its own delete rules.
   for (const auto& trigger : kTriggers) {
     SQLite::Statement found(database, "SELECT count(*) FROM sqlite_schema WHERE type = 'trigger' AND name = ?");
@@ -278,8 +155,18 @@ void checkShape(SQLite::Database& database, const Header& header) {
   }
 }
 
+void checkShape(SQLite::Database& database, const Header& header) {
+  if (header.applicationId != CurrentSchema::applicationId) {
+    throw otherShape("it belongs to another program");
+  }
+  if (header.userVersion != CurrentSchema::userVersion) {
+    throw otherShape("it was written with schema version " + versionText(header.userVersion));
+  }
+  checkCurrentLayout(database, header);
+}
+
 void createSchema(SQLite::Database& database) {
-  for (const auto& table : tables()) {
+  for (const auto& table : kTables) {
     database.exec(createStatement(table));
   }
   for (const auto index : kIndexes) {
@@ -288,47 +175,17 @@ void createSchema(SQLite::Database& database) {
   for (const auto& trigger : kTriggers) {
     database.exec("CREATE TRIGGER " + std::string(trigger.name) + " " + std::string(trigger.body));
   }
-  database.exec("PRAGMA application_id = " + std::to_string(TovraSchemaV1::applicationId));
-  database.exec("PRAGMA user_version = " + std::to_string(TovraSchemaV1::userVersion));
+  database.exec("PRAGMA application_id = " + std::to_string(CurrentSchema::applicationId));
+  database.exec("PRAGMA user_version = " + std::to_string(CurrentSchema::userVersion));
 }
 
 const Table& tableNamed(std::string_view name) {
-  for (const auto& table : tables()) {
+  for (const auto& table : kTables) {
     if (table.name == name) {
       return table;
     }
   }
   throw std::logic_error("no table " + std::string(name));
-}
-
-std::vector<std::string> columnsOf(SQLite::Database& database, const std::string& table) {
-  std::vector<std::string> names;
-  SQLite::Statement info(database, "SELECT name FROM pragma_table_info(?) ORDER BY cid");
-  info.bind(1, table);
-  while (info.executeStep()) {
-    names.push_back(info.getColumn(0).getString());
-  }
-  return names;
-}
-
-// The layout the first builds wrote: readings and outcomes tied to their keyword directly, without
-// reading periods. Its records are the same, so such a store is brought to the current layout in place.
-bool hasEarlierLayout(SQLite::Database& database, const Header& header) {
-  if (header.applicationId != TovraSchemaV1::applicationId || header.userVersion != TovraSchemaV1::userVersion ||
-      header.tables.contains("ReadingPeriod")) {
-    return false;
-  }
-  std::set<std::string> expected;
-  for (const auto& table : tables()) {
-    if (table.name != "ReadingPeriod") {
-      expected.insert(std::string(table.name));
-    }
-  }
-  using Names = std::vector<std::string>;
-  return header.tables == expected &&
-         columnsOf(database, "StoredObservation") ==
-             Names{"pk", "day", "measuredAt", "rank", "resultCount", "source", "query"} &&
-         columnsOf(database, "RunOutcome") == Names{"pk", "statusRaw", "message", "run", "query", "observation"};
 }
 
 // A day's period in SQL, rounding down as periods::spanOf does.
@@ -337,69 +194,152 @@ std::string spanSql(const std::string& dayMillis) {
   return "((" + dayMillis + ") / " + length + " - ((" + dayMillis + ") % " + length + " < 0))";
 }
 
-// SQLite's way of changing a table's constraints: with foreign keys off, a new table is filled, the old
-// one dropped and the new one renamed, all in one transaction, and the keys are checked before the
-// commit. A failure leaves the store as it was.
-void upgradeEarlierLayout(SQLite::Database& database) {
-  database.exec("PRAGMA foreign_keys = OFF");
-  try {
-    database.exec("BEGIN IMMEDIATE");
-    try {
-      if (hasEarlierLayout(database, readHeader(database))) {
-        database.exec(createStatement(tableNamed("ReadingPeriod")));
-        const auto outcomeDay = spanSql("coalesce(r.finishedAt, r.startedAt, q.addedAt)");
-        database.exec("CREATE UNIQUE INDEX ReadingPeriod_query_span ON ReadingPeriod(query, span)");
-        database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + spanSql("o.day") +
-                      " AS span, q.pk FROM StoredObservation o JOIN TrackedQuery q ON q.pk = o.query "
-                      "ORDER BY 1, 2");
-        database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + outcomeDay +
-                      ", q.pk FROM RunOutcome o JOIN TrackedQuery q ON q.pk = o.query "
-                      "LEFT JOIN MeasurementRun r ON r.pk = o.run ORDER BY 1, 2");
+// 1.0.0 → 2.0.0: readings and outcomes move under reading periods. The records stay as they are, row
+// for row; only the way they reach their keyword changes.
+void readingsIntoPeriods(SQLite::Database& database) {
+  const Header header = readHeader(database);
+  // Builds made between the periods' arrival and their version number wrote this layout under 1.0.0:
+  // such a store needs only its number, once every table of it has been read.
+  if (header.tables.contains("ReadingPeriod")) {
+    checkCurrentLayout(database, header);
+    return;
+  }
+  checkTables(database, header, 1);
+  const auto count = [&](const char* table) {
+    return database.execAndGet("SELECT count(*) FROM " + std::string(table)).getInt64();
+  };
+  const auto readings = count("StoredObservation");
+  const auto outcomes = count("RunOutcome");
 
-        database.exec(createStatement(tableNamed("StoredObservation"), "StoredObservation_upgraded"));
-        database.exec(
-            "INSERT INTO StoredObservation_upgraded (pk, day, measuredAt, rank, resultCount, source, query, period) "
-            "SELECT o.pk, o.day, o.measuredAt, o.rank, o.resultCount, o.source, p.query, p.pk "
-            "FROM StoredObservation o JOIN ReadingPeriod p ON p.query = o.query AND p.span = " +
-            spanSql("o.day") + " ORDER BY o.pk");
-        database.exec("DROP TABLE StoredObservation");
-        database.exec("ALTER TABLE StoredObservation_upgraded RENAME TO StoredObservation");
+  database.exec(createStatement(tableNamed("ReadingPeriod")));
+  const auto outcomeDay = spanSql("coalesce(r.finishedAt, r.startedAt, q.addedAt)");
+  database.exec("CREATE UNIQUE INDEX ReadingPeriod_query_span ON ReadingPeriod(query, span)");
+  database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + spanSql("o.day") +
+                " AS span, q.pk FROM StoredObservation o JOIN TrackedQuery q ON q.pk = o.query ORDER BY 1, 2");
+  database.exec("INSERT OR IGNORE INTO ReadingPeriod (span, query) SELECT DISTINCT " + outcomeDay +
+                ", q.pk FROM RunOutcome o JOIN TrackedQuery q ON q.pk = o.query "
+                "LEFT JOIN MeasurementRun r ON r.pk = o.run ORDER BY 1, 2");
 
-        database.exec(createStatement(tableNamed("RunOutcome"), "RunOutcome_upgraded"));
-        database.exec(
-            "INSERT INTO RunOutcome_upgraded (pk, statusRaw, message, run, query, observation, period) "
-            "SELECT o.pk, o.statusRaw, o.message, o.run, q.pk, o.observation, p.pk FROM RunOutcome o "
-            "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN MeasurementRun r ON r.pk = o.run "
-            "LEFT JOIN ReadingPeriod p ON p.query = q.pk AND p.span = " +
-            outcomeDay + " ORDER BY o.pk");
-        database.exec("DROP TABLE RunOutcome");
-        database.exec("ALTER TABLE RunOutcome_upgraded RENAME TO RunOutcome");
+  // SQLite's way of changing a table's constraints: a new table is filled, the old one dropped and the
+  // new one renamed, with foreign keys off and checked before the commit.
+  database.exec(createStatement(tableNamed("StoredObservation"), "StoredObservation_upgraded"));
+  database.exec(
+      "INSERT INTO StoredObservation_upgraded (pk, day, measuredAt, rank, resultCount, source, query, period) "
+      "SELECT o.pk, o.day, o.measuredAt, o.rank, o.resultCount, o.source, p.query, p.pk "
+      "FROM StoredObservation o JOIN ReadingPeriod p ON p.query = o.query AND p.span = " +
+      spanSql("o.day") + " ORDER BY o.pk");
+  database.exec("DROP TABLE StoredObservation");
+  database.exec("ALTER TABLE StoredObservation_upgraded RENAME TO StoredObservation");
 
-        // The dropped tables took their indexes with them.
-        for (const auto index : kIndexes) {
-          std::string sql(index);
-          const auto at = sql.find("INDEX ");
-          sql.insert(at + 6, "IF NOT EXISTS ");
-          database.exec(sql);
-        }
-        for (const auto& trigger : kTriggers) {
-          database.exec("CREATE TRIGGER " + std::string(trigger.name) + " " + std::string(trigger.body));
-        }
-        SQLite::Statement broken(database, "SELECT count(*) FROM pragma_foreign_key_check");
-        if (!broken.executeStep() || broken.getColumn(0).getInt() != 0) {
-          throw StoreError(StoreError::Kind::cannotOpen, "The store's records do not fit together after its upgrade.");
+  database.exec(createStatement(tableNamed("RunOutcome"), "RunOutcome_upgraded"));
+  database.exec(
+      "INSERT INTO RunOutcome_upgraded (pk, statusRaw, message, run, query, observation, period) "
+      "SELECT o.pk, o.statusRaw, o.message, o.run, q.pk, o.observation, p.pk FROM RunOutcome o "
+      "LEFT JOIN TrackedQuery q ON q.pk = o.query LEFT JOIN MeasurementRun r ON r.pk = o.run "
+      "LEFT JOIN ReadingPeriod p ON p.query = q.pk AND p.span = " +
+      outcomeDay + " ORDER BY o.pk");
+  database.exec("DROP TABLE RunOutcome");
+  database.exec("ALTER TABLE RunOutcome_upgraded RENAME TO RunOutcome");
+
+  // A reading without a keyword (only a damaged store has one) would find no period and be left behind.
+  if (count("StoredObservation") != readings || count("RunOutcome") != outcomes) {
+    throw otherShape("some of its readings belong to no keyword");
+  }
+
+  // The dropped tables took their indexes with them.
+  for (const auto index : kIndexes) {
+    std::string sql(index);
+    sql.insert(sql.find("INDEX ") + 6, "IF NOT EXISTS ");
+    database.exec(sql);
+  }
+  for (const auto& trigger : kTriggers) {
+    database.exec("CREATE TRIGGER " + std::string(trigger.name) + " " + std::string(trigger.body));
+  }
+}
+
+struct Step {
+  MigrationStage stage;
+  void (*migrate)(SQLite::Database&);
+};
+
+// The migration plan, in order: each stage takes a store of its `from` version to its `to`.
+constexpr std::array<Step, 1> kSteps{{
+    {{TovraSchemaV1::version, TovraSchemaV2::version}, readingsIntoPeriods},
+}};
+
+// Foreign keys cannot be switched inside a transaction, and a table cannot be rebuilt with them on; they
+// are off for the one stage and on again afterwards, whatever happened.
+class ForeignKeysOff final {
+ public:
+  explicit ForeignKeysOff(SQLite::Database& database) : database_(database) {
+    database_.exec("PRAGMA foreign_keys = OFF");
+  }
+  ~ForeignKeysOff() {
+    if (!restored_) {
+      database_.tryExec("PRAGMA foreign_keys = ON");
+    }
+  }
+  ForeignKeysOff(const ForeignKeysOff&) = delete;
+  ForeignKeysOff& operator=(const ForeignKeysOff&) = delete;
+
+  void restore() {
+    restored_ = true;
+    database_.exec("PRAGMA foreign_keys = ON");
+    if (database_.execAndGet("PRAGMA foreign_keys").getInt() != 1) {
+      throw StoreError(StoreError::Kind::cannotOpen, "The store engine cannot enforce relationships (foreign keys).");
+    }
+  }
+
+ private:
+  SQLite::Database& database_;
+  bool restored_ = false;
+};
+
+void runStage(Store& store, const Step& step) {
+  auto& database = store.database();
+  ForeignKeysOff keysOff(database);
+  {
+    Transaction transaction(store);
+    // Another process may have run the stage while this one waited for the write lock.
+    if (readHeader(database).userVersion == userVersionOf(step.stage.from)) {
+      step.migrate(database);
+      SQLite::Statement broken(database, "SELECT count(*) FROM pragma_foreign_key_check");
+      if (!broken.executeStep() || broken.getColumn(0).getInt() != 0) {
+        throw StoreError(StoreError::Kind::cannotOpen, "The store's records do not fit together after its upgrade.");
+      }
+      database.exec("PRAGMA user_version = " + std::to_string(userVersionOf(step.stage.to)));
+    }
+    transaction.commit();
+  }
+  keysOff.restore();
+}
+
+void upgrade(Store& store, const Header& header) {
+  if (header.applicationId != CurrentSchema::applicationId) {
+    throw otherShape("it belongs to another program");
+  }
+  std::int32_t version = header.userVersion;
+  for (const auto& step : kSteps) {
+    if (version == userVersionOf(step.stage.from)) {
+      runStage(store, step);
+      version = userVersionOf(step.stage.to);
+    }
+  }
+}
+
+const std::vector<std::string_view>& modelsOf(int major) {
+  static const auto names = [] {
+    std::array<std::vector<std::string_view>, CurrentSchema::version.major + 1> all;
+    for (int version = 1; version < static_cast<int>(all.size()); ++version) {
+      for (const auto& table : kTables) {
+        if (table.model && table.since <= version) {
+          all[static_cast<std::size_t>(version)].push_back(table.name);
         }
       }
-      database.exec("COMMIT");
-    } catch (...) {
-      database.tryExec("ROLLBACK");
-      throw;
     }
-  } catch (...) {
-    database.tryExec("PRAGMA foreign_keys = ON");
-    throw;
-  }
-  database.exec("PRAGMA foreign_keys = ON");
+    return all;
+  }();
+  return names.at(static_cast<std::size_t>(major));
 }
 
 }  // namespace
@@ -436,52 +376,47 @@ std::optional<SchemaVersion> SchemaVersion::parse(std::string_view text) {
 }
 
 const std::vector<std::string_view>& TovraSchemaV1::models() {
-  static const std::vector<std::string_view> names = [] {
-    std::vector<std::string_view> result;
-    for (const auto& table : tables()) {
-      if (!table.internal) {
-        result.push_back(table.name);
-      }
-    }
-    return result;
-  }();
-  return names;
+  return modelsOf(version.major);
+}
+
+const std::vector<std::string_view>& TovraSchemaV2::models() {
+  return modelsOf(version.major);
 }
 
 std::vector<SchemaVersion> TovraMigrationPlan::schemas() {
-  return {TovraSchemaV1::version};
+  return {TovraSchemaV1::version, TovraSchemaV2::version};
 }
 
 std::vector<MigrationStage> TovraMigrationPlan::stages() {
-  return {};
+  std::vector<MigrationStage> stages;
+  for (const auto& step : kSteps) {
+    stages.push_back(step.stage);
+  }
+  return stages;
 }
 
-void prepareSchema(SQLite::Database& database) {
-  const Header header = readHeader(database);
-  if (!isEmpty(header)) {
-    if (hasEarlierLayout(database, header)) {
-      upgradeEarlierLayout(database);
-      checkShape(database, readHeader(database));
-      return;
-    }
-    checkShape(database, header);
-    return;
-  }
-  // Two processes may create the same new store at once: the immediate transaction makes the second
-  // wait, and it then finds the first one's schema instead of creating a second.
-  database.exec("BEGIN IMMEDIATE");
-  try {
-    const Header locked = readHeader(database);
-    if (isEmpty(locked)) {
+bool TovraMigrationPlan::canOpen(std::int32_t userVersion) {
+  const auto known = schemas();
+  return std::any_of(known.begin(), known.end(),
+                     [&](const SchemaVersion& version) { return userVersionOf(version) == userVersion; });
+}
+
+void prepareSchema(Store& store) {
+  auto& database = store.database();
+  Header header = readHeader(database);
+  if (isEmpty(header)) {
+    // Two processes may create the same new store at once: the write transaction makes the second wait,
+    // and it then finds the first one's schema instead of creating a second.
+    Transaction creation(store);
+    header = readHeader(database);
+    if (isEmpty(header)) {
       createSchema(database);
-    } else {
-      checkShape(database, locked);
     }
-    database.exec("COMMIT");
-  } catch (...) {
-    database.tryExec("ROLLBACK");
-    throw;
+    creation.commit();
+    header = readHeader(database);
   }
+  upgrade(store, header);
+  checkShape(database, readHeader(database));
 }
 
 }  // namespace tovra::store

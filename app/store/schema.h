@@ -6,10 +6,6 @@
 #include <string_view>
 #include <vector>
 
-namespace SQLite {
-class Database;
-}
-
 namespace tovra::store {
 
 // A schema version: three numbers written joined by dots ("1.0.0").
@@ -25,7 +21,8 @@ struct SchemaVersion {
   auto operator<=>(const SchemaVersion&) const = default;
 };
 
-// The one schema of the store: twelve tables, one per record kind, in this order.
+// The store's schemas. Each version names exactly one layout of the tables; the twelve record kinds,
+// in this order, are the same in both.
 struct TovraSchemaV1 {
   static constexpr SchemaVersion version{1, 0, 0};
   static const std::vector<std::string_view>& models();
@@ -36,21 +33,38 @@ struct TovraSchemaV1 {
   static constexpr std::int32_t userVersion = 10000;         // major * 10000 + minor * 100 + patch
 };
 
-// A migration step between two schema versions. There are none yet: a store of another version is
-// not migrated but set aside by the bootstrap and replaced with a fresh one.
+// Readings and outcomes reach their keyword through reading periods (app/store/reading_periods.h).
+struct TovraSchemaV2 {
+  static constexpr SchemaVersion version{2, 0, 0};
+  static const std::vector<std::string_view>& models();
+
+  static constexpr std::int32_t applicationId = TovraSchemaV1::applicationId;
+  static constexpr std::int32_t userVersion = 20000;
+};
+
+// The schema this build writes.
+using CurrentSchema = TovraSchemaV2;
+
+// A step between two schema versions, run in place when a store of `from` is opened.
 struct MigrationStage {
   SchemaVersion from;
   SchemaVersion to;
+  bool operator==(const MigrationStage&) const = default;
 };
 
 struct TovraMigrationPlan {
   static std::vector<SchemaVersion> schemas();
   static std::vector<MigrationStage> stages();
+  // Whether a store whose header carries this version can be opened, as it is or after its stages.
+  static bool canOpen(std::int32_t userVersion);
 };
 
-// Reads the schema of an open connection: creates it in an empty database, accepts a database of
-// exactly this shape and version, and throws StoreError(notATovraStore) for anything else without
-// writing to it.
-void prepareSchema(SQLite::Database& database);
+class Store;
+
+// Reads the schema of a freshly opened store: creates it in an empty database, brings a store of an
+// earlier version of the plan to the current one (each stage one transaction; a failed stage leaves the
+// store as it was), accepts a store of exactly the current shape, and throws StoreError(notATovraStore)
+// for anything else without writing to it.
+void prepareSchema(Store& store);
 
 }  // namespace tovra::store

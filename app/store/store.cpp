@@ -68,11 +68,11 @@ void checkHeader(const std::filesystem::path& file) {
       !std::equal(std::begin(magic), std::end(magic), header.begin())) {
     throw StoreError(StoreError::Kind::notATovraStore, "The store file is not a database; it is kept as it is.");
   }
-  if (bigEndian(header, 68) != TovraSchemaV1::applicationId) {
+  if (bigEndian(header, 68) != CurrentSchema::applicationId) {
     throw StoreError(StoreError::Kind::notATovraStore,
                      "The store file is a database of another program; it is kept as it is.");
   }
-  if (bigEndian(header, 60) != TovraSchemaV1::userVersion) {
+  if (!TovraMigrationPlan::canOpen(bigEndian(header, 60))) {
     throw StoreError(StoreError::Kind::notATovraStore,
                      "The store file was written by another version of Tovra's schema; it is kept as it is.");
   }
@@ -102,26 +102,27 @@ Store::~Store() {
 std::unique_ptr<Store> Store::open(const std::filesystem::path& file) {
   return guarded("opening the store", [&] {
     checkHeader(file);
-    auto database = connect(file.string());
+    auto store = std::unique_ptr<Store>(new Store(connect(file.string()), file));
+    auto& database = store->database();
     // The schema is read before anything is written, so a file of another shape is left untouched.
-    prepareSchema(*database);
-    const std::string mode = database->execAndGet("PRAGMA journal_mode = WAL").getString();
+    prepareSchema(*store);
+    const std::string mode = database.execAndGet("PRAGMA journal_mode = WAL").getString();
     if (mode != "wal") {
       throw StoreError(StoreError::Kind::cannotOpen,
                        "The store could not switch to write-ahead logging (journal mode " + mode + ").");
     }
     // The log and its index are opened by the first read; doing it now makes them exist for as long as
     // the store is open, whatever the caller does first.
-    database->execAndGet("SELECT count(*) FROM sqlite_schema");
-    return std::unique_ptr<Store>(new Store(std::move(database), file));
+    database.execAndGet("SELECT count(*) FROM sqlite_schema");
+    return store;
   });
 }
 
 std::unique_ptr<Store> Store::inMemory() {
   return guarded("creating a store in memory", [&] {
-    auto database = connect(":memory:");
-    prepareSchema(*database);
-    return std::unique_ptr<Store>(new Store(std::move(database), std::nullopt));
+    auto store = std::unique_ptr<Store>(new Store(connect(":memory:"), std::nullopt));
+    prepareSchema(*store);
+    return store;
   });
 }
 

@@ -83,7 +83,7 @@ TEST_F(BootstrapTest, FirstLaunchMakesTheFolderTheStoreAndTheMarker) {
   ASSERT_TRUE(result.container);
   EXPECT_FALSE(result.notice);
   EXPECT_FALSE(result.backup);
-  EXPECT_EQ(bytesOf(marker), "1.0.0");
+  EXPECT_EQ(bytesOf(marker), "2.0.0");
   EXPECT_FALSE(fs::exists(backups));
   EXPECT_TRUE(fs::exists(storeFile));
   EXPECT_TRUE(fs::exists(dir / "default.store-wal"));
@@ -102,11 +102,11 @@ TEST_F(BootstrapTest, AMissingMarkerTakesAnUnversionedCopyAndOpensTheStoreAsItIs
   EXPECT_EQ(result.backup, backups / "20250114-093012-vunversioned");
   EXPECT_EQ(bytesOf(backups / "20250114-093012-vunversioned" / "default.store"), original);
   EXPECT_TRUE(result.container->apps().findByAppStoreId("777"));
-  EXPECT_EQ(bytesOf(marker), "1.0.0");
+  EXPECT_EQ(bytesOf(marker), "2.0.0");
 }
 
 TEST_F(BootstrapTest, AMatchingMarkerTakesNoCopy) {
-  makeStore("1.0.0");
+  makeStore("2.0.0");
   auto result = open();
   ASSERT_TRUE(result.container);
   EXPECT_FALSE(result.backup);
@@ -140,7 +140,8 @@ TEST_P(BootstrapMarkerTest, ADifferentMarkerNamesTheCopyWithoutLeavingTheBackups
 
 INSTANTIATE_TEST_SUITE_P(
     Markers, BootstrapMarkerTest,
-    ::testing::Values(MarkerCase{"0.9.0", "20250114-093012-v0.9.0"},
+    // A store of the schema before (1.0.0) is kept as it was before its upgrade.
+    ::testing::Values(MarkerCase{"1.0.0", "20250114-093012-v1.0.0"}, MarkerCase{"0.9.0", "20250114-093012-v0.9.0"},
                       MarkerCase{"1.0.0.1\n", "20250114-093012-v1.0.0.1"},
                       MarkerCase{"../../etc", "20250114-093012-v.._.._etc"},
                       MarkerCase{"", "20250114-093012-vunversioned"}, MarkerCase{" \n", "20250114-093012-vunversioned"},
@@ -197,7 +198,7 @@ TEST_F(BootstrapTest, AGarbageStoreIsMovedAsideWithItsCompanionsAndANewOneIsMade
   writeBytes(storeFile, std::string(4096, 'g'));
   writeBytes(dir / "default.store-wal", "wal bytes");
   writeBytes(dir / "default.store-shm", "shm bytes");
-  writeBytes(marker, "1.0.0");
+  writeBytes(marker, "2.0.0");
 
   auto result = open();
 
@@ -211,7 +212,7 @@ TEST_F(BootstrapTest, AGarbageStoreIsMovedAsideWithItsCompanionsAndANewOneIsMade
   EXPECT_EQ(bytesOf(folder / "default.store-shm"), "shm bytes");
   EXPECT_EQ(result.container->apps().count(), 0);
   result.container->apps().insert(makeApp("1"));
-  EXPECT_EQ(bytesOf(marker), "1.0.0");
+  EXPECT_EQ(bytesOf(marker), "2.0.0");
 
   const auto alert = StoreLaunchAlert::from(*result.notice);
   EXPECT_EQ(alert.style, StoreLaunchAlert::Style::warning);
@@ -228,7 +229,7 @@ TEST_F(BootstrapTest, AnEmptyStoreFileKeepsTheLogBesideIt) {
   fs::create_directories(dir);
   writeBytes(storeFile, "");
   writeBytes(dir / "default.store-wal", "log bytes");
-  writeBytes(marker, "1.0.0");
+  writeBytes(marker, "2.0.0");
 
   auto result = open();
 
@@ -255,7 +256,7 @@ TEST_F(BootstrapTest, AStoreOfAnotherShapeIsCopiedThenMovedAsideNeverExtended) {
 }
 
 TEST_F(BootstrapTest, ATruncatedStoreIsMovedAside) {
-  makeStore("1.0.0");
+  makeStore("2.0.0");
   {
     auto store = Store::open(storeFile);
     Transaction transaction(*store);
@@ -277,7 +278,7 @@ TEST_F(BootstrapTest, ATruncatedStoreIsMovedAside) {
 TEST_F(BootstrapTest, AFolderWhereTheStoreShouldBeIsMovedAsideWhole) {
   fs::create_directories(storeFile);
   writeBytes(storeFile / "inside.txt", "mine");
-  writeBytes(marker, "1.0.0");
+  writeBytes(marker, "2.0.0");
 
   auto result = open();
 
@@ -289,7 +290,7 @@ TEST_F(BootstrapTest, AFolderWhereTheStoreShouldBeIsMovedAsideWhole) {
 TEST_F(BootstrapTest, TwoRecoveriesInOneSecondKeepBothFolders) {
   fs::create_directories(dir);
   writeBytes(storeFile, "first garbage");
-  writeBytes(marker, "1.0.0");
+  writeBytes(marker, "2.0.0");
   { auto result = open(); }
   fs::rename(storeFile, temp.path() / "fresh.store");  // out of the way, so the next garbage stands alone
   writeBytes(storeFile, "second garbage");

@@ -16,6 +16,7 @@ namespace tovra::store {
 namespace {
 
 using testing::insertLinked;
+using testing::Linked;
 using testing::makeApp;
 using testing::makeParkedQuery;
 using testing::makeQuery;
@@ -27,14 +28,15 @@ std::string bytesOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-TEST(SchemaTest, ListsTheTwelveModelsInSchemaOrderWithVersionOneAndNoMigrationStages) {
+TEST(SchemaTest, BothVersionsListTheTwelveModelsInSchemaOrderAndThePlanStepsFromOneToTheOther) {
   const std::vector<std::string_view> expected{"TrackedApp",     "AppLocalization", "TrackedQuery", "StoredObservation",
                                                "MeasurementRun", "RunOutcome",      "ReviewMark",   "StoredLadder",
                                                "LadderEntry",    "HintProbe",       "StoreHint",    "ResearchSpace"};
   EXPECT_EQ(TovraSchemaV1::models(), expected);
-  EXPECT_EQ(TovraSchemaV1::version.text(), "1.0.0");
-  EXPECT_EQ(TovraMigrationPlan::schemas(), std::vector<SchemaVersion>{TovraSchemaV1::version});
-  EXPECT_TRUE(TovraMigrationPlan::stages().empty());
+  EXPECT_EQ(TovraSchemaV2::models(), expected);
+  EXPECT_EQ(TovraMigrationPlan::schemas(), (std::vector<SchemaVersion>{{1, 0, 0}, {2, 0, 0}}));
+  EXPECT_EQ(TovraMigrationPlan::stages(), (std::vector<MigrationStage>{{{1, 0, 0}, {2, 0, 0}}}));
+  EXPECT_EQ(CurrentSchema::version, TovraMigrationPlan::schemas().back());
 }
 
 struct VersionCase {
@@ -229,8 +231,8 @@ TEST_F(ContainerCheckTest, ANewStoreIsCreatedInWalModeWithItsHeaderAndForeignKey
   auto& db = store->database();
   EXPECT_EQ(db.execAndGet("PRAGMA journal_mode").getString(), "wal");
   EXPECT_EQ(db.execAndGet("PRAGMA foreign_keys").getInt(), 1);
-  EXPECT_EQ(db.execAndGet("PRAGMA application_id").getInt(), TovraSchemaV1::applicationId);
-  EXPECT_EQ(db.execAndGet("PRAGMA user_version").getInt(), TovraSchemaV1::userVersion);
+  EXPECT_EQ(db.execAndGet("PRAGMA application_id").getInt(), CurrentSchema::applicationId);
+  EXPECT_EQ(db.execAndGet("PRAGMA user_version").getInt(), CurrentSchema::userVersion);
   EXPECT_EQ(db.execAndGet("PRAGMA busy_timeout").getInt(), 5000);
 }
 
@@ -253,7 +255,7 @@ TEST_F(ContainerCheckTest, AnotherSchemaVersionIsRefused) {
   { Store::open(file); }
   {
     SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
-    db.exec("PRAGMA user_version = 20000");
+    db.exec("PRAGMA user_version = 30000");
   }
   expectRefusedUntouched(StoreError::Kind::notATovraStore);
 }
@@ -267,68 +269,113 @@ TEST_F(ContainerCheckTest, AStoreWithAnotherTableShapeIsRefused) {
   expectRefusedUntouched(StoreError::Kind::notATovraStore);
 }
 
-// The layout the first builds wrote: readings and outcomes tied to their keyword directly.
-constexpr const char* kEarlierLayout = R"(
-PRAGMA foreign_keys = OFF;
-BEGIN;
-DROP TRIGGER ReadingPeriod_clearsOutcomes;
-CREATE TABLE old_readings (pk INTEGER PRIMARY KEY, day INTEGER NOT NULL, measuredAt INTEGER NOT NULL,
-  rank INTEGER CHECK (rank IS NULL OR rank >= 1), resultCount INTEGER NOT NULL, source TEXT NOT NULL,
-  query INTEGER REFERENCES TrackedQuery(pk) ON DELETE CASCADE) STRICT;
-INSERT INTO old_readings SELECT pk, day, measuredAt, rank, resultCount, source, query FROM StoredObservation;
-DROP TABLE StoredObservation;
-ALTER TABLE old_readings RENAME TO StoredObservation;
-CREATE INDEX StoredObservation_query_day ON StoredObservation(query, day);
-CREATE TABLE old_outcomes (pk INTEGER PRIMARY KEY, statusRaw TEXT NOT NULL, message TEXT,
-  run INTEGER REFERENCES MeasurementRun(pk) ON DELETE CASCADE,
-  query INTEGER REFERENCES TrackedQuery(pk) ON DELETE SET NULL,
-  observation INTEGER REFERENCES StoredObservation(pk) ON DELETE SET NULL,
-  CHECK (observation IS NULL OR statusRaw = 'measured')) STRICT;
-INSERT INTO old_outcomes SELECT pk, statusRaw, message, run, query, observation FROM RunOutcome;
-DROP TABLE RunOutcome;
-ALTER TABLE old_outcomes RENAME TO RunOutcome;
-CREATE INDEX RunOutcome_run ON RunOutcome(run);
-CREATE INDEX RunOutcome_query ON RunOutcome(query);
-CREATE INDEX RunOutcome_observation ON RunOutcome(observation);
-DROP TABLE ReadingPeriod;
-COMMIT;
-)";
+void runScript(const std::filesystem::path& file, const std::string& sql) {
+  SQLite::Database db(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+  db.exec(sql);
+}
 
-TEST_F(ContainerCheckTest, AStoreOfTheEarlierLayoutIsUpgradedWithEveryRecord) {
-  testing::Linked linked;
-  RecordId<StoredObservation> later;
+std::string earlierLayout() {
+  return bytesOf(std::filesystem::path(TOVRA_TEST_DATA) / "store" / "schema-1.0.0.sql");
+}
+
+std::vector<std::optional<std::int64_t>> ranksOf(const std::vector<StoredObservation>& readings) {
+  std::vector<std::optional<std::int64_t>> ranks;
+  for (const auto& reading : readings) {
+    ranks.push_back(reading.rank);
+  }
+  return ranks;
+}
+
+TEST_F(ContainerCheckTest, AStoreOfSchemaOneIsUpgradedInPlaceWithEveryReadingAndOutcome) {
+  runScript(file, earlierLayout());
+
+  auto store = Store::open(file);
+  auto& db = store->database();
+  EXPECT_EQ(db.execAndGet("PRAGMA user_version").getInt(), TovraSchemaV2::userVersion);
+  EXPECT_EQ(db.execAndGet("PRAGMA integrity_check").getString(), "ok");
+  EXPECT_EQ(db.execAndGet("PRAGMA foreign_keys").getInt(), 1);
+  EXPECT_EQ(db.execAndGet("SELECT count(*) FROM ReadingPeriod").getInt(), 3)
+      << "two periods of one keyword, one of the other";
+
+  const RecordId<TrackedQuery> photo{1};
+  const RecordId<TrackedQuery> collage{2};
+  const auto readings = store->observations().ofQuery(photo);
+  ASSERT_EQ(readings.size(), 3u);
+  EXPECT_EQ(ranksOf(readings), (std::vector<std::optional<std::int64_t>>{12, 4, std::nullopt}));
+  EXPECT_EQ(readings[1].day, testing::utc(2025, 1, 13, 23));
+  EXPECT_EQ(readings[1].measuredAt, testing::utc(2025, 1, 14, 9, 1));
+  EXPECT_EQ(readings[1].resultCount, 180);
+  EXPECT_EQ(store->observations().latestOf(photo)->rowId, RecordId<StoredObservation>{4});
+  EXPECT_EQ(ranksOf(store->observations().ofQuery(collage)), (std::vector<std::optional<std::int64_t>>{std::nullopt}));
+
+  EXPECT_EQ(store->outcomes().count(), 5);
+  EXPECT_EQ(store->outcomes().ofQuery(photo).size(), 2u);
+  const auto failed = store->outcomes().get(RecordId<RunOutcome>{4});
+  EXPECT_EQ(failed.query, collage);
+  EXPECT_EQ(failed.message, "HTTP 500 — https://search.example/x");
+  EXPECT_EQ(store->outcomes().get(RecordId<RunOutcome>{3}).observation, RecordId<StoredObservation>{4});
+  EXPECT_FALSE(store->outcomes().get(RecordId<RunOutcome>{5}).query);
+
+  // The delete rules of the new layout hold for the moved records.
+  store->queries().remove(photo);
+  EXPECT_EQ(store->observations().count(), 1);
+  EXPECT_EQ(store->outcomes().count(), 5);
+  EXPECT_FALSE(store->outcomes().get(RecordId<RunOutcome>{1}).query);
+  EXPECT_FALSE(store->outcomes().get(RecordId<RunOutcome>{1}).observation);
+  EXPECT_EQ(store->outcomes().get(RecordId<RunOutcome>{4}).query, collage);
+  EXPECT_FALSE(store->reviewMarks().get(RecordId<ReviewMark>{1}).query);
+}
+
+TEST_F(ContainerCheckTest, AReopenedUpgradedStoreIsNotUpgradedAgain) {
+  runScript(file, earlierLayout());
+  { Store::open(file); }
+  auto store = Store::open(file);
+  EXPECT_EQ(store->observations().count(), 4);
+  EXPECT_EQ(store->database().execAndGet("SELECT count(*) FROM ReadingPeriod").getInt(), 3);
+}
+
+// Builds between the periods' arrival and their version number wrote the new layout as 1.0.0.
+TEST_F(ContainerCheckTest, TheCurrentLayoutMarkedOneIsOnlyRenumbered) {
+  Linked linked;
   {
     auto store = Store::open(file);
     linked = insertLinked(*store);
-    later = store->observations().insert(testing::makeReading(linked.query.rowId, testing::utc(2025, 3, 2), 9)).rowId;
-    RunOutcome failed;
-    failed.setStatus(RunOutcomeStatus::failed);
-    failed.run = linked.run.rowId;
-    failed.query = linked.query.rowId;
-    store->outcomes().insert(failed);
   }
-  {
-    SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
-    db.exec(kEarlierLayout);
-  }
-
+  runScript(file, "PRAGMA user_version = 10000");
   auto store = Store::open(file);
-  EXPECT_EQ(store->database().execAndGet("PRAGMA integrity_check").getString(), "ok");
-  EXPECT_EQ(store->database().execAndGet("PRAGMA foreign_keys").getInt(), 1);
-  const auto readings = store->observations().ofQuery(linked.query.rowId);
-  ASSERT_EQ(readings.size(), 2u);
-  EXPECT_EQ(readings[0], linked.observation);
-  EXPECT_EQ(readings[1].rowId, later);
-  const auto outcomes = store->outcomes().ofQuery(linked.query.rowId);
-  ASSERT_EQ(outcomes.size(), 2u);
-  EXPECT_EQ(outcomes[0], linked.outcome);
-
-  // The delete rules hold in the upgraded store.
-  store->queries().remove(linked.query.rowId);
-  EXPECT_EQ(store->observations().count(), 0);
-  EXPECT_EQ(store->outcomes().count(), 2);
-  EXPECT_FALSE(store->outcomes().get(linked.outcome.rowId).query);
+  EXPECT_EQ(store->database().execAndGet("PRAGMA user_version").getInt(), TovraSchemaV2::userVersion);
+  EXPECT_EQ(store->observations().ofQuery(linked.query.rowId), std::vector<StoredObservation>{linked.observation});
+  EXPECT_EQ(store->outcomes().get(linked.outcome.rowId), linked.outcome);
 }
+
+TEST_F(ContainerCheckTest, TheCurrentLayoutMarkedOneWithAnotherShapeIsRefusedAndNotRenumbered) {
+  { Store::open(file); }
+  runScript(file, "PRAGMA user_version = 10000; DROP TRIGGER ReadingPeriod_clearsOutcomes;");
+  expectRefusedUntouched(StoreError::Kind::notATovraStore);
+}
+
+struct BrokenOneCase {
+  std::string name;
+  std::string change;  // applied to a store of schema 1.0.0
+};
+
+class BrokenSchemaOneTest : public ContainerCheckTest, public ::testing::WithParamInterface<BrokenOneCase> {};
+
+TEST_P(BrokenSchemaOneTest, IsRefusedAndLeftAsItWas) {
+  runScript(file, earlierLayout() + GetParam().change);
+  expectRefusedUntouched(StoreError::Kind::notATovraStore);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, BrokenSchemaOneTest,
+    ::testing::Values(BrokenOneCase{"ExtraTable", "CREATE TABLE notes (pk INTEGER PRIMARY KEY) STRICT;"},
+                      BrokenOneCase{"ExtraColumn", "ALTER TABLE StoredObservation ADD COLUMN extra TEXT;"},
+                      BrokenOneCase{"MissingTable", "DROP TABLE ReviewMark;"},
+                      // A reading whose keyword is gone fits no keyword's period; it is not dropped.
+                      BrokenOneCase{"OrphanReading",
+                                    "PRAGMA foreign_keys = OFF; INSERT INTO StoredObservation VALUES "
+                                    "(9, 1736809200000, 1736845260000, 1, 1, 'run', 77);"}),
+    [](const auto& info) { return info.param.name; });
 
 TEST_F(ContainerCheckTest, AStoreWithoutItsTriggerIsRefused) {
   { Store::open(file); }

@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     auto store = tovra::store::Store::open(file);
     const auto counts = tovra::storegen::generateStore(*store, options);
     tovra::store::SystemFileOperations().writeFile(fs::path(folder) / "TovraStore.version",
-                                                   tovra::store::TovraSchemaV1::version.text());
+                                                   tovra::store::CurrentSchema::version.text());
     const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     std::cout << counts.apps << " apps, " << counts.queries << " keywords, " << counts.observations << " readings, "
               << counts.runs << " runs, " << counts.outcomes << " outcomes, " << counts.ladders << " saved searches, "
