@@ -22,10 +22,7 @@ using measure::RunReport;
 
 void printProgress(Context& context, const measure::CompletedRequest& request, std::int64_t total) {
   // One line rewritten in place: carriage return, then erase to the end of the line.
-  context.err() << fmt::format("\r\x1b[Krequest {} of {}{}{}{}{}{}{}", request.index, total, kDot,
-                               request.target.keyword, kDot, upperCountry(request.target.country), kDot,
-                               request.succeeded ? "ok" : "failed")
-                << std::flush;
+  context.err() << "\r\x1b[K" << texts::progressLine(request, total) << std::flush;
 }
 
 void printReport(Context& context, const RunReport& report) {
@@ -57,7 +54,7 @@ void printReport(Context& context, const RunReport& report) {
   out << "\n" << texts::sourceLine(report.source) << "\n";
   out << measure::countsLine(report) << "\n" << texts::keywordCount(report.queryCount) << "\n";
   if (report.isFirstMeasurement) {
-    out << "The first ranks of this store.\n";
+    out << texts::kFirstRanks << "\n";
   }
   const auto notification = measure::notificationFor(report);
   out << "\n" << notification.title << "\n" << notification.body << "\n";
@@ -93,12 +90,12 @@ void runMeasure(Context& context) {
     case measure::MeasurementRunner::StartResult::coolingDown:
       throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
     case measure::MeasurementRunner::StartResult::runningElsewhere:
-      throw CommandError(Exit::refused, "A measurement is already running in another Tovra process.");
+      throw CommandError(Exit::refused, std::string(texts::kRunningElsewhere));
     case measure::MeasurementRunner::StartResult::nothingToMeasure:
       if (context.json) {
         printJson(context.out(), nullptr);
       } else {
-        context.out() << "Nothing to measure: no tracked app has a keyword that is not paused.\n";
+        context.out() << texts::kNothingToMeasure << "\n";
       }
       return;
     case measure::MeasurementRunner::StartResult::alreadyLive:
