@@ -8,7 +8,6 @@
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
 #include "app/research/app_resolver_model.h"
-#include "app/research/country_name.h"
 #include "app/research/request_gate.h"
 #include "app/research/resolver_store.h"
 
@@ -65,9 +64,7 @@ std::string absentText(const AppResolverModel& model, const AppResolverInput& in
   if (auto text = model.noMatchText()) {
     return *text + "\n" + std::string(research::resolverText::kNamesDiffer);
   }
-  const auto what = input.kind == AppResolverInput::Kind::bundleId ? "the bundle id" : "the id";
-  return fmt::format("The App Store has no app with {} {} in the {}.", what, input.text,
-                     research::countryDisplayName(country));
+  return research::noAppText(input, country);
 }
 
 }  // namespace

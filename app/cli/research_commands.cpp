@@ -280,9 +280,7 @@ void runCheck(Context& context, const CheckArgs& args) {
     out << fmt::format("{} for “{}” in {}\n", app.displayName, keyword, upperCountry(country));
     out << text << "\n";
     if (kept) {
-      out << (kept->alreadyThere ? research::keptText(*kept, research::KeepTarget{app})
-                                 : std::string(research::checkText::kTracked))
-          << "\n";
+      out << research::checkTrackedText(*kept, app) << "\n";
     }
   }
 

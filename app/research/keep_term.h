@@ -47,6 +47,10 @@ KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std:
 // already added to …".
 std::string keptText(const KeptTerm& kept, const KeepTarget& target);
 
+// What tracking a keyword after checking it once says: "This keyword is now tracked.", or that the app
+// already had it.
+std::string checkTrackedText(const KeptTerm& kept, const store::TrackedApp& app);
+
 // The searched term as a confirmed track draft kept it for its app: already there when the draft added no
 // keyword, since the app then had the term already.
 KeptTerm keptByTrackDraft(const store::WatchlistWriter::Receipt& receipt, std::string_view term,

@@ -76,5 +76,12 @@ TEST_F(KeepTermTest, ATrackDraftsTermIsToldWithTheAppWhenTheDraftStartedTracking
   }
 }
 
+TEST_F(KeepTermTest, TrackingACheckedKeywordSaysWhetherTheAppHadItAlready) {
+  const auto kept = keepTerm(writer, KeepTarget{app}, "photo editor", "us", KeywordProvenance::typedByUser);
+  EXPECT_EQ(checkTrackedText(kept, app), "This keyword is now tracked.");
+  const auto again = keepTerm(writer, KeepTarget{app}, "Photo Editor", "us", KeywordProvenance::typedByUser);
+  EXPECT_EQ(checkTrackedText(again, app), "“Photo Editor” in US was already added to Lumen Photo");
+}
+
 }  // namespace
 }  // namespace tovra::research
