@@ -8,7 +8,7 @@
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
 #include "app/research/app_resolver_model.h"
-#include "app/research/country_name.h"
+#include "app/research/request_gate.h"
 #include "app/research/resolver_store.h"
 
 namespace tovra::cli {
@@ -21,10 +21,6 @@ using research::DiscoveredApp;
 // How many results of a name search are shown to pick from, with their details.
 constexpr std::int64_t kNameResults = 10;
 
-bool isRefusal(const asokit::AsoError& error) {
-  return error.as<asokit::AsoError::CoolingDown>() || error.as<asokit::AsoError::HaltedAfterConsecutiveFailures>();
-}
-
 // The resolver turns a store error into its failed phase with the error's words; a hold is kept aside as
 // well, so the command can end with the status of a refused request rather than a plain failure.
 template <class Operation>
@@ -33,7 +29,7 @@ Operation keepingRefusal(Operation operation, std::optional<asokit::AsoError>& r
     try {
       return operation(first, country);
     } catch (const asokit::AsoError& error) {
-      if (isRefusal(error)) {
+      if (research::isRefusal(error)) {
         refusal = error;
       }
       throw;
@@ -68,9 +64,7 @@ std::string absentText(const AppResolverModel& model, const AppResolverInput& in
   if (auto text = model.noMatchText()) {
     return *text + "\n" + std::string(research::resolverText::kNamesDiffer);
   }
-  const auto what = input.kind == AppResolverInput::Kind::bundleId ? "the bundle id" : "the id";
-  return fmt::format("The App Store has no app with {} {} in the {}.", what, input.text,
-                     research::countryDisplayName(country));
+  return research::noAppText(input, country);
 }
 
 }  // namespace

@@ -22,10 +22,7 @@ using measure::RunReport;
 
 void printProgress(Context& context, const measure::CompletedRequest& request, std::int64_t total) {
   // One line rewritten in place: carriage return, then erase to the end of the line.
-  context.err() << fmt::format("\r\x1b[Krequest {} of {}{}{}{}{}{}{}", request.index, total, kDot,
-                               request.target.keyword, kDot, upperCountry(request.target.country), kDot,
-                               request.succeeded ? "ok" : "failed")
-                << std::flush;
+  context.err() << "\r\x1b[K" << texts::progressLine(request, total) << std::flush;
 }
 
 void printReport(Context& context, const RunReport& report) {
@@ -46,21 +43,18 @@ void printReport(Context& context, const RunReport& report) {
     }
     table.print(out);
   }
-  if (!report.failures.empty()) {
+  if (const auto failures = measure::failureRows(report); !failures.empty()) {
     out << "\nNot measured\n";
     Table table({"App", "Keyword", "Country", "Why"});
-    for (const auto& failure : report.failures) {
-      table.add({failure.app, failure.target.keyword,
-                 failure.id < 0 ? failure.target.country : upperCountry(failure.target.country), failure.message});
+    for (const auto& failure : failures) {
+      table.add({failure.app, failure.target.keyword, upperCountry(failure.target.country), failure.message});
     }
     table.print(out);
   }
   out << "\n" << texts::sourceLine(report.source) << "\n";
-  out << fmt::format("{} measured{}{} failed{}{} skipped{}{} {}\n", report.measured, kDot, report.failed, kDot,
-                     report.skipped, kDot, report.requestCount, report.requestCount == 1 ? "request" : "requests")
-      << texts::keywordCount(report.queryCount) << "\n";
+  out << measure::countsLine(report) << "\n" << texts::keywordCount(report.queryCount) << "\n";
   if (report.isFirstMeasurement) {
-    out << "The first ranks of this store.\n";
+    out << texts::kFirstRanks << "\n";
   }
   const auto notification = measure::notificationFor(report);
   out << "\n" << notification.title << "\n" << notification.body << "\n";
@@ -99,12 +93,12 @@ void runMeasure(Context& context) {
     case measure::MeasurementRunner::StartResult::coolingDown:
       throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
     case measure::MeasurementRunner::StartResult::runningElsewhere:
-      throw CommandError(Exit::refused, "A measurement is already running in another Tovra process.");
+      throw CommandError(Exit::refused, std::string(texts::kRunningElsewhere));
     case measure::MeasurementRunner::StartResult::nothingToMeasure:
       if (context.json) {
         printJson(context.out(), nullptr);
       } else {
-        context.out() << "Nothing to measure: no tracked app has a keyword that is not paused.\n";
+        context.out() << texts::kNothingToMeasure << "\n";
       }
       return;
     case measure::MeasurementRunner::StartResult::alreadyLive:
@@ -137,8 +131,8 @@ void runMeasure(Context& context) {
   if (report->ending == RunReport::Ending::halted) {
     throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0)));
   }
-  if (!report->failures.empty() && report->failures.back().id == -1) {
-    throw CommandError(Exit::failed, "Tovra could not save this run: " + report->failures.back().message);
+  if (report->saveFailure) {
+    throw CommandError(Exit::failed, measure::saveFailedText(*report));
   }
   if (report->ending == RunReport::Ending::stopped) {
     throw CommandError(Exit::stoppedByUser, "");

@@ -26,10 +26,4 @@ nlohmann::json toJson(const research::KeywordSignals& signals);
 nlohmann::json toJson(const research::SignalsCheck::Summary& summary);
 nlohmann::json toJson(const research::SignalsCheck::ProbeStep& step);
 
-// "Medium · median 1.5k ratings · 8 of 10 counts known", or the em dash.
-std::string difficultyLine(const std::optional<research::KeywordDifficulty>& difficulty);
-// "Strong · listed at 4 of 9 letters · position 2", "None · not listed even for the full keyword",
-// "Not asked".
-std::string reachLine(const research::AutocompleteReach& reach);
-
 }  // namespace tovra::cli

@@ -41,6 +41,14 @@ std::string notFound(std::int64_t resultCount) {
                      resultCount == 1 ? "" : "s");
 }
 
+std::string progressLine(const CompletedRequest& request, std::int64_t requests) {
+  auto country = request.target.country;
+  std::transform(country.begin(), country.end(), country.begin(),
+                 [](unsigned char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+  return fmt::format("request {} of {}{}{}{}{}{}{}", request.index, requests, kJoin, request.target.keyword, kJoin,
+                     country, kJoin, request.succeeded ? "ok" : "failed");
+}
+
 std::string sourceLine(std::string_view source) {
   return std::string(kSourcePrefix) + std::string(source);
 }

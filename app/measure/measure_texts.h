@@ -6,6 +6,7 @@
 
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
+#include "app/measure/run_plan.h"
 
 // The words of a measurement run, decided once here so that every front end says the same thing.
 namespace tovra::measure::texts {
@@ -23,6 +24,10 @@ inline constexpr std::string_view kOfferExplanation =
 inline constexpr std::string_view kResearchSpaceNotMeasured =
     "no app is tracked · a research space never enters a measurement run";
 inline constexpr std::string_view kPacingEnding = " s · a 403 back-off can make it longer";
+inline constexpr std::string_view kRunningElsewhere = "A measurement is already running in another Tovra process.";
+inline constexpr std::string_view kNothingToMeasure =
+    "Nothing to measure: no tracked app has a keyword that is not paused.";
+inline constexpr std::string_view kFirstRanks = "The first ranks of this store.";
 
 // "1:15" for 75 seconds: whole minutes, uncapped (900 → "15:00"), then two-digit seconds.
 std::string countdown(std::int64_t seconds);
@@ -41,6 +46,8 @@ std::string keywordCount(std::int64_t keywords);
 std::string pacingNote(std::int64_t requests);
 // "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1.
 std::string notFound(std::int64_t resultCount);
+// "request 3 of 9 · photo editor · US · ok", or "failed" for a request that did not get an answer.
+std::string progressLine(const CompletedRequest& request, std::int64_t requests);
 // "source of these numbers: appstore"
 std::string sourceLine(std::string_view source);
 // "Last measured 3 hours ago." From the last run's end to `now`: hours floored; above 47 hours, the

@@ -1,9 +1,12 @@
 #include "app/research/app_resolver_input.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <vector>
 
 #include "AsoKit/text.h"
+#include "app/research/country_name.h"
 
 namespace tovra::research {
 namespace {
@@ -214,6 +217,11 @@ std::optional<std::string> copiedAppStoreLink(std::string_view pasteboard) {
     return std::nullopt;
   }
   return std::string(trimmed);
+}
+
+std::string noAppText(const AppResolverInput& input, std::string_view country) {
+  const auto what = input.kind == AppResolverInput::Kind::bundleId ? "the bundle id" : "the id";
+  return fmt::format("The App Store has no app with {} {} in the {}.", what, input.text, countryDisplayName(country));
 }
 
 }  // namespace tovra::research

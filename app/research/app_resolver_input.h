@@ -28,6 +28,10 @@ struct AppResolverInput {
   bool operator==(const AppResolverInput&) const = default;
 };
 
+// "The App Store has no app with the id 284882215 in the United States." after an ID or bundle ID lookup
+// that found nothing in `country`.
+std::string noAppText(const AppResolverInput& input, std::string_view country);
+
 // The input's kind as captions tell it, in this order; a link and a typed number are both appStoreId
 // inputs but read differently.
 enum class AppInputKind { appStoreLink, numericId, bundleId, name, invalid };

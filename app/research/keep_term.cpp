@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "app/research/keyword_check_model.h"
 #include "app/research/keyword_key.h"
 #include "app/store/watchlist_writer.h"
 
@@ -46,6 +47,24 @@ std::string keptText(const KeptTerm& kept, const KeepTarget& target) {
   }
   return isApp ? fmt::format("{} is now tracked for {}", what, target.label())
                : fmt::format("{} is now kept in {}", what, target.label());
+}
+
+std::string checkTrackedText(const KeptTerm& kept, const store::TrackedApp& app) {
+  return kept.alreadyThere ? keptText(kept, KeepTarget{app}) : std::string(checkText::kTracked);
+}
+
+KeptTerm keptByTrackDraft(const store::WatchlistWriter::Receipt& receipt, std::string_view term,
+                          std::string_view country) {
+  KeptTerm kept{std::string(term), std::string(country), receipt.createdQueries.empty(), std::nullopt};
+  if (!receipt.createdQueries.empty()) {
+    kept.inserted = receipt.createdQueries.front();
+  }
+  return kept;
+}
+
+std::string trackedText(const store::WatchlistWriter::Receipt& receipt, const KeptTerm& kept) {
+  const auto line = keptText(kept, KeepTarget{receipt.app});
+  return receipt.createdApp ? receipt.app.displayName + " is now tracked · " + line : line;
 }
 
 }  // namespace tovra::research

@@ -33,7 +33,7 @@ const Services::StoreOpening& Services::openStore() {
 }
 
 asokit::AsoClient& Services::client() {
-  if (!client_) {
+  std::call_once(clientOnce_, [this] {
     asokit::CurlTransportOptions options;
     if (configuration_.extraCaFile) {
       options.extraCaFile = configuration_.extraCaFile->string();
@@ -49,7 +49,7 @@ asokit::AsoClient& Services::client() {
       }
     }
     client_ = std::make_unique<asokit::AsoClient>(*transport_, *monotonic_, *wall_, config);
-  }
+  });
   return *client_;
 }
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -65,7 +66,7 @@ class Services final {
   const StoreOpening& openStore();
   // The one App Store client of the process. Its pacing and hold are shared with the user's other Tovra
   // processes through the state folder; when that cannot be used, `warn` hears why and this process paces
-  // only its own requests.
+  // only its own requests. Safe to call first from a worker: a request may be what needs it first.
   asokit::AsoClient& client();
 
   // Whether a run holds the store in any Tovra process of the user (this one included).
@@ -87,6 +88,7 @@ class Services final {
   research::MeasurementPresence presence_;
   std::optional<StoreOpening> opening_;
   std::unique_ptr<store::Store> store_;
+  std::once_flag clientOnce_;
   std::unique_ptr<asokit::HTTPTransport> transport_;
   std::unique_ptr<asokit::AsoClient> client_;
 };

@@ -16,4 +16,9 @@ std::string LocalTimeFormat::date(asokit::WallTime time) const {
   return date::format("%Y-%m-%d", local);
 }
 
+std::string LocalTimeFormat::minute(asokit::WallTime time) const {
+  const auto local = zone_->to_local(std::chrono::floor<std::chrono::seconds>(time));
+  return date::format("%Y-%m-%d %H:%M", local);
+}
+
 }  // namespace tovra::store

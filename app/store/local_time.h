@@ -21,6 +21,8 @@ class LocalTimeFormat final {
   std::string stamp(asokit::WallTime time) const;
   // "yyyy-MM-dd", e.g. "2025-01-14".
   std::string date(asokit::WallTime time) const;
+  // "yyyy-MM-dd HH:mm", e.g. "2025-01-14 09:30".
+  std::string minute(asokit::WallTime time) const;
 
  private:
   const date::time_zone* zone_;

@@ -42,6 +42,8 @@ TEST(MeasureTexts, PlanPiecesAndCounts) {
   EXPECT_EQ(texts::pacingNote(6), "requests go 1.2 s apart · at least 6 s · a 403 back-off can make it longer");
   EXPECT_EQ(texts::pacingNote(1), "requests go 1.2 s apart · at least 0 s · a 403 back-off can make it longer");
   EXPECT_EQ(texts::sourceLine("appstore"), "source of these numbers: appstore");
+  EXPECT_EQ(texts::progressLine({3, {"us", "photo editor"}, true}, 9), "request 3 of 9 · photo editor · US · ok");
+  EXPECT_EQ(texts::progressLine({1, {"de", "foto"}, false}, 1), "request 1 of 1 · foto · DE · failed");
 }
 
 TEST(MeasureTexts, LastMeasuredFloorsHoursThenCountsCalendarDays) {

@@ -83,5 +83,14 @@ INSTANTIATE_TEST_SUITE_P(
         ClassifyCase{"empty", "", Kind::invalid, "", AppInputKind::invalid},
         ClassifyCase{"white_space_only", " \u3000\n\u00A0", Kind::invalid, "", AppInputKind::invalid}));
 
+TEST(NoAppText, NamesWhatWasLookedUpAndWhere) {
+  EXPECT_EQ(noAppText(AppResolverInput::classify("284882215"), "us"),
+            "The App Store has no app with the id 284882215 in the United States.");
+  EXPECT_EQ(noAppText(AppResolverInput::classify("https://apps.apple.com/de/app/lumen/id1234567890"), "de"),
+            "The App Store has no app with the id 1234567890 in the Germany.");
+  EXPECT_EQ(noAppText(AppResolverInput::classify(" com.lumen.photo "), "gb"),
+            "The App Store has no app with the bundle id com.lumen.photo in the United Kingdom.");
+}
+
 }  // namespace
 }  // namespace tovra::research
