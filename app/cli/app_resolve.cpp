@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "AsoKit/aso_error.h"
+#include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
@@ -25,9 +26,10 @@ constexpr std::int64_t kNameResults = 10;
 // well, so the command can end with the status of a refused request rather than a plain failure.
 template <class Operation>
 Operation keepingRefusal(Operation operation, std::optional<asokit::AsoError>& refusal) {
-  return [operation = std::move(operation), &refusal](const auto& first, const std::string& country) {
+  return [operation = std::move(operation), &refusal](const auto& first, const std::string& country,
+                                                      std::stop_token stop) {
     try {
-      return operation(first, country);
+      return operation(first, country, stop);
     } catch (const asokit::AsoError& error) {
       if (research::isRefusal(error)) {
         refusal = error;
@@ -77,11 +79,16 @@ research::DiscoveredApp resolveApp(Context& context, const std::string& input, c
     throw CommandError(Exit::failed, std::string(research::resolverText::kPrompt));
   }
   auto& client = context.client();
-  const auto cancel = context.cancel().get_token();
+  // Written by the request on its worker, read here once the main-thread loop has brought the answer.
   std::optional<asokit::AsoError> refusal;
-  AppResolverModel model(keepingRefusal(research::clientLookup(client, cancel), refusal),
-                         keepingRefusal(research::clientSearch(client, kNameResults, cancel), refusal));
+  base::LoopQueue queue;
+  AppResolverModel model(keepingRefusal(research::clientLookup(client), refusal),
+                         keepingRefusal(research::clientSearch(client, kNameResults), refusal), queue);
   model.resolve(input, country);
+  queue.runUntil([&] { return !std::holds_alternative<AppResolverModel::Resolving>(model.phase()); });
+  if (std::holds_alternative<AppResolverModel::Idle>(model.phase())) {
+    throw asokit::Cancelled();
+  }
 
   const auto& phase = model.phase();
   if (const auto* failure = std::get_if<AppResolverModel::Failed>(&phase)) {

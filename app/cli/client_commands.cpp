@@ -4,7 +4,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "AsoKit/aso_error.h"
 #include "AsoKit/json_codec.h"
+#include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/measure_output.h"
@@ -93,13 +95,18 @@ void runHints(Context& context, const HintsArgs& args) {
   // The answer is kept as a probe, and today's probe of the same prefix answers again without a request.
   auto& store = context.store();
   store::HintProbeStore probes(store);
-  const auto cancel = context.cancel().get_token();
+  auto& client = context.client();
   const auto& calendar = context.calendar();
+  base::LoopQueue queue;
   research::HintProbeModel model(
-      [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, probes,
-      requestGate(context), context.wall(), calendar);
+      [&](const std::string& p, const std::string& c, std::stop_token stop) { return client.hints(p, c, stop); },
+      probes, requestGate(context), context.wall(), calendar, queue);
   model.setOnForbidden(holdOnRefusal(context));
   model.ask(args.prefix, args.country);
+  queue.runUntil([&] { return !model.isProbing(); });
+  if (!model.failure() && !model.outcome()) {
+    throw asokit::Cancelled();
+  }
   if (model.failure()) {
     throw CommandError(model.waited() || model.refused() ? Exit::refused : Exit::failed, *model.failure());
   }

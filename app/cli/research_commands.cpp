@@ -4,8 +4,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include "AsoKit/aso_error.h"
 #include "AsoKit/json_codec.h"
 #include "AsoKit/text.h"
+#include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/measure_output.h"
@@ -79,14 +81,19 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
   const auto term = requireKeyword(args.term, "The term");
   const auto country = requireCountry(args.country);
   Watchlist watchlist(context);
-  const auto cancel = context.cancel().get_token();
-  research::DiscoverModel model(
-      [&](const std::string& t, const std::string& c) { return context.client().search(t, c, args.limit, cancel); },
-      watchlist.store(), context.wall());
+  auto& client = context.client();
+  base::LoopQueue queue;
+  research::DiscoverModel model([&](const std::string& t, const std::string& c,
+                                    std::stop_token stop) { return client.search(t, c, args.limit, stop); },
+                                watchlist.store(), context.wall(), queue);
   model.setOnForbidden(holdOnRefusal(context));
   model.setTerm(term);
   model.setCountry(country);
   model.search();
+  queue.runUntil([&] { return !model.isSearching(); });
+  if (!model.hasSearched()) {
+    throw asokit::Cancelled();
+  }
   if (model.failure()) {
     const auto lines = model.statusLines();
     throw CommandError(model.refused() ? Exit::refused : Exit::failed, fmt::format("{}", fmt::join(lines, "\n")));
@@ -152,19 +159,25 @@ void runSignals(Context& context, const SignalsArgs& args) {
   const auto keyword = requireKeyword(args.keyword, "The keyword");
   const auto country = requireCountry(args.country);
   auto& store = context.store();
-  const auto cancel = context.cancel().get_token();
+  auto& client = context.client();
   const auto& calendar = context.calendar();
+  base::LoopQueue queue;
   research::SignalsCheck check(
-      [&](const std::string& t, const std::string& c) {
-        return context.client().search(t, c, static_cast<std::int64_t>(research::kDifficultySample), cancel);
+      [&](const std::string& t, const std::string& c, std::stop_token stop) {
+        return client.search(t, c, static_cast<std::int64_t>(research::kDifficultySample), stop);
       },
-      [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, store,
-      requestGate(context), context.wall(), calendar);
+      [&](const std::string& p, const std::string& c, std::stop_token stop) { return client.hints(p, c, stop); }, store,
+      requestGate(context), context.wall(), calendar, queue);
   check.setOnForbidden(holdOnRefusal(context));
   if (check.start(keyword, country) == research::SignalsCheck::Start::waiting) {
     throw CommandError(Exit::refused, *check.waitReason());
   }
-  const auto& summary = std::get<research::SignalsCheck::Finished>(check.phase()).summary;
+  queue.runUntil([&] { return !std::holds_alternative<research::SignalsCheck::Running>(check.phase()); });
+  const auto* finished = std::get_if<research::SignalsCheck::Finished>(&check.phase());
+  if (!finished) {
+    throw asokit::Cancelled();
+  }
+  const auto& summary = finished->summary;
   const auto& signals = *check.signals();
 
   if (context.json) {
@@ -225,27 +238,30 @@ void runCheck(Context& context, const CheckArgs& args) {
   const auto country = requireCountry(args.country);
   Watchlist watchlist(context);
   const auto app = requireApp(watchlist.store(), args.appStoreId);
-  const auto cancel = context.cancel().get_token();
   const auto stop = context.userStop().get_token();
+  auto& client = context.client();
+  base::LoopQueue queue;
   std::optional<research::KeptTerm> kept;
   research::KeywordCheckModel model(
-      [&](const std::vector<asokit::RankQuery>& queries) {
-        return context.client().rank(
+      [&](const std::vector<asokit::RankQuery>& queries, std::stop_token cancel) {
+        return client.rank(
             queries, measure::MeasurementRunner::kMaxConsecutiveFailures, {}, [&] { return stop.stop_requested(); },
             cancel);
       },
-      [&] { return context.services().presence().running(); }, [&] { return context.client().cooldownSecondsLeft(); },
+      [&] { return context.services().presence().running(); }, [&] { return client.cooldownSecondsLeft(); },
       [&](const research::KeywordCheckRequest& request) {
         watchlist.edit([&] {
           kept = research::keepTerm(watchlist.writer(), research::KeepTarget{request.app}, request.keyword,
                                     request.country, research::KeywordProvenance::typedByUser);
         });
-      });
+      },
+      queue);
   if (const auto reason = model.unavailableReason()) {
     throw CommandError(Exit::refused, std::string(*reason));
   }
   const research::KeywordCheckRequest request{research::randomUuid(), app, keyword, country};
   model.check(request);
+  queue.runUntil([&] { return !std::holds_alternative<research::KeywordCheckModel::Checking>(model.phase()); });
   const auto checked = model.phase();
   if (args.track && model.canTrack()) {
     model.track();

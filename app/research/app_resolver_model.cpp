@@ -7,16 +7,16 @@
 
 namespace tovra::research {
 
-ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLookup& lookup,
-                              const ResolverSearch& search) {
+ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLookup& lookup, const ResolverSearch& search,
+                              std::stop_token stop) {
   try {
     std::vector<DiscoveredApp> apps;
     if (request.input.kind == AppResolverInput::Kind::name) {
-      const auto outcome = search(request.input.text, request.country);
+      const auto outcome = search(request.input.text, request.country, stop);
       for (const auto& app : outcome.apps) {
         apps.push_back(discoveredFromSearch(app, request.country));
       }
-    } else if (const auto info = lookup(request.input, request.country)) {
+    } else if (const auto info = lookup(request.input, request.country, stop)) {
       apps.push_back(discoveredFromLookup(*info, request.country));
     }
     return apps;
@@ -27,24 +27,39 @@ ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLooku
   }
 }
 
-AppResolverModel::AppResolverModel(ResolverLookup lookup, ResolverSearch search, ResolverPrefetchIcons prefetchIcons)
-    : lookup_(std::move(lookup)), search_(std::move(search)), prefetchIcons_(std::move(prefetchIcons)) {}
+AppResolverModel::AppResolverModel(ResolverLookup lookup, ResolverSearch search, base::MainQueue& queue,
+                                   ResolverPrefetchIcons prefetchIcons)
+    : lookup_(std::move(lookup)),
+      search_(std::move(search)),
+      prefetchIcons_(std::move(prefetchIcons)),
+      requests_(queue) {}
 
 void AppResolverModel::resolve(std::string_view raw, std::string_view country) {
-  const auto request = begin(raw, country);
-  if (!request) {
+  thread_.check();
+  auto input = AppResolverInput::classify(raw);
+  if (input.kind == AppResolverInput::Kind::invalid) {
     return;
   }
-  ResolveAnswer answer;
-  try {
-    answer = fetchCandidates(*request, lookup_, search_);
-  } catch (const asokit::Cancelled&) {
-    // Quitting: the question was never answered, so nothing about the app is claimed.
-    phase_ = Idle{};
-    changed();
-    throw;
-  }
-  finish(*request, std::move(answer));
+  resolved_ = Resolved{std::string(raw), std::string(country)};
+  input_ = input;
+  phase_ = Resolving{};
+  selected_.reset();
+  pickedByNameAmongSeveral_ = false;
+  ++requestCount_;
+  changed();
+  requests_.start<ResolveAnswer>(
+      [this, request = ResolveRequest{input, std::string(country)}](std::stop_token stop) {
+        return fetchCandidates(request, lookup_, search_, stop);
+      },
+      [this, request = ResolveRequest{input, std::string(country)}](base::Answer<ResolveAnswer> answer) {
+        try {
+          finish(request, answer.take());
+        } catch (const asokit::Cancelled&) {
+          // Quitting: the question was never answered, so nothing about the app is claimed.
+          phase_ = Idle{};
+          changed();
+        }
+      });
 }
 
 void AppResolverModel::retryInCountry(std::string_view country) {
@@ -73,28 +88,7 @@ void AppResolverModel::select(DiscoveredApp app) {
   changed();
 }
 
-std::optional<ResolveRequest> AppResolverModel::begin(std::string_view raw, std::string_view country) {
-  thread_.check();
-  auto input = AppResolverInput::classify(raw);
-  if (input.kind == AppResolverInput::Kind::invalid) {
-    return std::nullopt;
-  }
-  resolved_ = Resolved{std::string(raw), std::string(country)};
-  input_ = input;
-  phase_ = Resolving{};
-  selected_.reset();
-  pickedByNameAmongSeveral_ = false;
-  ++requestCount_;
-  ++generation_;
-  changed();
-  return ResolveRequest{generation_, std::move(input), std::string(country)};
-}
-
 void AppResolverModel::finish(const ResolveRequest& request, ResolveAnswer answer) {
-  thread_.check();
-  if (request.generation != generation_) {
-    return;
-  }
   if (auto* failure = std::get_if<ResolveFailure>(&answer)) {
     phase_ = Failed{std::move(failure->message)};
     changed();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -10,6 +11,7 @@
 
 #include "AsoKit/types.h"
 #include "app/base/observable.h"
+#include "app/base/off_main.h"
 #include "app/base/thread_affinity.h"
 #include "app/research/app_resolver_input.h"
 #include "app/research/discovered_app.h"
@@ -38,18 +40,19 @@ inline constexpr std::string_view kTryAnotherCountry = "Try another country";
 inline constexpr std::string_view kTryAnotherCountryHelp = "Looks up the same input in the country you pick.";
 }  // namespace resolverText
 
-// The store operations the resolver asks, given the storefront code as the user picked it. They throw
-// asokit::AsoError or asokit::TransportError on failure (asokit::Cancelled when the process quits).
+// The store operations the resolver asks, given the storefront code as the user picked it. They run off
+// the main thread and throw asokit::AsoError or asokit::TransportError on failure (asokit::Cancelled once
+// the stop token is raised).
 // An ID or bundle-ID lookup: the app, or none when the store lists none.
-using ResolverLookup = std::function<std::optional<asokit::AppInfo>(const AppResolverInput&, const std::string&)>;
+using ResolverLookup =
+    std::function<std::optional<asokit::AppInfo>(const AppResolverInput&, const std::string&, std::stop_token)>;
 // A store search for a name (term, country): the results in store order.
-using ResolverSearch = std::function<asokit::SearchOutcome(const std::string&, const std::string&)>;
+using ResolverSearch = std::function<asokit::SearchOutcome(const std::string&, const std::string&, std::stop_token)>;
 // Warms the icon cache with the results' small icon addresses (what a list of results shows).
 using ResolverPrefetchIcons = std::function<void(const std::vector<std::string>&)>;
 
-// One store request of the resolver, made by begin() and answered by finish().
+// One store request of the resolver.
 struct ResolveRequest {
-  std::uint64_t generation = 0;
   AppResolverInput input;
   std::string country;
 };
@@ -61,13 +64,12 @@ using ResolveAnswer = std::variant<std::vector<DiscoveredApp>, ResolveFailure>;
 
 // Runs the request's lookup (ID, bundle ID) or search (name, with the trimmed name as the term). A store
 // error becomes a failure carrying its text; asokit::Cancelled goes through to the caller.
-ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLookup& lookup,
-                              const ResolverSearch& search);
+ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLookup& lookup, const ResolverSearch& search,
+                              std::stop_token stop);
 
 // Turns what the user entered into one App Store app. Main thread only; every change goes to its
-// subscribers. resolve() runs the store request synchronously; a front end that wants it off the main
-// thread calls begin(), runs fetchCandidates() elsewhere and hands the answer to finish() back on the
-// main thread (an answer overtaken by a newer resolve is dropped).
+// subscribers. The store request runs off the main thread; its answer arrives through the main-thread
+// queue, and an answer overtaken by a newer resolve is dropped.
 class AppResolverModel final {
  public:
   struct Idle {
@@ -95,12 +97,14 @@ class AppResolverModel final {
     bool operator==(const Resolved&) const = default;
   };
 
-  AppResolverModel(ResolverLookup lookup, ResolverSearch search, ResolverPrefetchIcons prefetchIcons = {});
+  AppResolverModel(ResolverLookup lookup, ResolverSearch search, base::MainQueue& queue,
+                   ResolverPrefetchIcons prefetchIcons = {});
 
   // Tells every subscriber after each change of what the model shows.
   const base::Observable<>& changes() const { return changes_; }
 
-  // Classifies and asks the store; invalid (blank) input does nothing.
+  // Classifies and starts asking the store; invalid (blank) input does nothing. The phase stays
+  // `resolving` until the answer arrives; a cancelled request leaves the model idle.
   void resolve(std::string_view raw, std::string_view country);
   // Resolves the last raw input again in another country; nothing when nothing was resolved yet.
   void retryInCountry(std::string_view country);
@@ -109,9 +113,6 @@ class AppResolverModel final {
   std::optional<std::string_view> useCopiedLink(std::string_view pasteboard, std::string_view country);
   // The user chose a result.
   void select(DiscoveredApp app);
-
-  std::optional<ResolveRequest> begin(std::string_view raw, std::string_view country);
-  void finish(const ResolveRequest& request, ResolveAnswer answer);
 
   const Phase& phase() const;
   std::int64_t requestCount() const;  // store requests this model started
@@ -124,6 +125,7 @@ class AppResolverModel final {
   std::optional<std::string> noMatchText() const;
 
  private:
+  void finish(const ResolveRequest& request, ResolveAnswer answer);
   void autoPick(const AppResolverInput& input, const std::vector<DiscoveredApp>& apps);
   void changed();
 
@@ -138,7 +140,7 @@ class AppResolverModel final {
   std::optional<AppResolverInput> input_;
   std::optional<DiscoveredApp> selected_;
   bool pickedByNameAmongSeveral_ = false;
-  std::uint64_t generation_ = 0;
+  base::OffMainRequests requests_;  // last: it stops its worker before the rest goes
 };
 
 }  // namespace tovra::research

@@ -11,8 +11,9 @@
 
 namespace tovra::research {
 
-DiscoverModel::DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock)
-    : search_(std::move(search)), store_(&store), clock_(&clock) {}
+DiscoverModel::DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock,
+                             base::MainQueue& queue)
+    : search_(std::move(search)), store_(&store), clock_(&clock), requests_(queue) {}
 
 void DiscoverModel::setOnForbidden(std::function<void()> onForbidden) {
   thread_.check();
@@ -43,7 +44,7 @@ void DiscoverModel::select(std::optional<std::string> appStoreId) {
 
 bool DiscoverModel::search() {
   thread_.check();
-  const auto term = collapseWhitespace(term_);
+  auto term = collapseWhitespace(term_);
   if (term.empty()) {
     return false;
   }
@@ -53,15 +54,25 @@ bool DiscoverModel::search() {
   refused_ = false;
   unchanged_ = false;
   changed();
+  requests_.start<asokit::SearchOutcome>(
+      [this, term, country = country_](std::stop_token stop) { return search_(term, country, stop); },
+      [this, term, country = country_](base::Answer<asokit::SearchOutcome> answer) {
+        finishSearch(term, country, std::move(answer));
+      });
+  return true;
+}
+
+void DiscoverModel::finishSearch(const std::string& term, const std::string& country,
+                                 base::Answer<asokit::SearchOutcome> answer) {
   try {
-    auto outcome = search_(term, country_);
+    auto outcome = answer.take();
     const auto now = clock_->now();
     // Shown results always answer the term and country they were asked for.
     results_ = std::move(outcome.apps);
     resultCount_ = outcome.resultCount;
     source_ = outcome.source;
     searchedTerm_ = term;
-    searchedCountry_ = normalizedCountry(country_);
+    searchedCountry_ = normalizedCountry(country);
     lastSearchAt_ = now;
     hasSearched_ = true;
     if (selectedId_ && !discoveredApp(*selectedId_)) {
@@ -69,23 +80,21 @@ bool DiscoverModel::search() {
     }
     try {
       const auto written = store::LadderWriter(*store_).write(
-          store::LadderReading{term, country_, results_, outcome.resultCount, store::enrichedDepth(results_),
+          store::LadderReading{term, country, results_, outcome.resultCount, store::enrichedDepth(results_),
                                std::string(kDiscoverLadderSource), now});
       unchanged_ = written.sameAsPrevious;
     } catch (const store::StoreError& error) {
       saveFailure_ = saveFailedText(error.description());
     }
   } catch (const asokit::Cancelled&) {
-    isSearching_ = false;
-    changed();
-    throw;
+    // Quitting: nothing was answered, so nothing is shown as an answer.
   } catch (const std::exception& error) {
     // A failed search clears the rows: its failure must never read as an empty answer.
     results_.clear();
     resultCount_.reset();
     source_.reset();
     searchedTerm_ = term;
-    searchedCountry_ = normalizedCountry(country_);
+    searchedCountry_ = normalizedCountry(country);
     hasSearched_ = true;
     selectedId_.reset();
     const auto* aso = dynamic_cast<const asokit::AsoError*>(&error);
@@ -100,7 +109,6 @@ bool DiscoverModel::search() {
   }
   isSearching_ = false;
   changed();
-  return true;
 }
 
 std::vector<std::string> DiscoverModel::statusLines() const {

@@ -11,6 +11,7 @@
 #include "AsoKit/clock.h"
 #include "AsoKit/types.h"
 #include "app/base/observable.h"
+#include "app/base/off_main.h"
 #include "app/base/thread_affinity.h"
 #include "app/research/discovered_app.h"
 #include "app/research/keep_term.h"
@@ -40,10 +41,10 @@ inline constexpr std::string_view kDiscoverLadderSource = "discover";
 // Searches the App Store for a term and shows its own results in its own order, with no score of
 // Tovra's own. Every search is kept as a saved search of the term and country. From a row the user opens
 // a track draft, or keeps the term in a research space. Main thread only; every change goes to its
-// subscribers.
+// subscribers. The search runs off the main thread; its answer is shown and kept back on it.
 class DiscoverModel final {
  public:
-  DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock);
+  DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock, base::MainQueue& queue);
 
   // Tells every subscriber after each change of what the model shows.
   const base::Observable<>& changes() const { return changes_; }
@@ -52,8 +53,9 @@ class DiscoverModel final {
 
   void setTerm(std::string term);
   void setCountry(std::string country);
-  // Searches the term in the country; false (nothing asked) when the term is blank. asokit::Cancelled
-  // passes through; every other failure lands in failure().
+  // Starts searching the term in the country; false (nothing asked) when the term is blank. The answer
+  // arrives later through the main-thread queue and overrides any search still under way; a failure
+  // lands in failure(), a cancelled search leaves the last results as they were.
   bool search();
   void select(std::optional<std::string> appStoreId);
 
@@ -89,6 +91,7 @@ class DiscoverModel final {
   KeptTerm keepInSpace(store::WatchlistWriter& writer, const store::ResearchSpace& space) const;
 
  private:
+  void finishSearch(const std::string& term, const std::string& country, base::Answer<asokit::SearchOutcome> answer);
   void changed();
 
   base::ThreadAffinity thread_;
@@ -112,6 +115,7 @@ class DiscoverModel final {
   bool unchanged_ = false;
   std::optional<std::string> saveFailure_;
   bool refused_ = false;
+  base::OffMainRequests requests_;  // last: it stops its worker before the rest goes
 };
 
 // The keyword-and-country keys (queryKey) of every keyword an app measures, for a track draft's cost line.

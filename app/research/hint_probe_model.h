@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "AsoKit/clock.h"
 #include "AsoKit/types.h"
 #include "app/base/observable.h"
+#include "app/base/off_main.h"
 #include "app/base/thread_affinity.h"
 #include "app/research/request_gate.h"
 
@@ -19,9 +21,10 @@ class HintProbeStore;
 
 namespace tovra::research {
 
-// The store's search hints for a prefix in a country (prefix and code as given). Throws asokit::AsoError,
-// asokit::TransportError or asokit::Cancelled.
-using HintsAsk = std::function<asokit::HintsOutcome(const std::string& prefix, const std::string& country)>;
+// The store's search hints for a prefix in a country (prefix and code as given). Runs off the main thread
+// and throws asokit::AsoError, asokit::TransportError or asokit::Cancelled; the stop token cancels it.
+using HintsAsk =
+    std::function<asokit::HintsOutcome(const std::string& prefix, const std::string& country, std::stop_token stop)>;
 
 namespace probeText {
 inline constexpr std::string_view kServedFromStore = "served from today's stored probe · the store was not asked again";
@@ -48,15 +51,20 @@ struct ProbeAnswer {
   std::optional<std::string> saveFailure;
 };
 
-// Serves the prefix from today's stored probe when there is one; otherwise asks the store and keeps its
-// answer as a probe (the newest 30 per prefix and country stay). A store that cannot be read is asked
-// anyway. Errors of the request pass through unchanged.
-ProbeAnswer probePrefix(const std::string& prefix, const std::string& country, const HintsAsk& ask,
-                        store::HintProbeStore& probes, asokit::WallTime now, const asokit::Calendar& calendar);
+// A probe answers first from today's stored probe of the prefix and country, and only otherwise asks the
+// store, whose answer is then kept. Both halves run on the main thread, the request between them off it.
+//
+// Today's stored probe as an answer; none when there is none, or when the store cannot be read (which
+// only costs a request, whose save then says why it failed).
+std::optional<ProbeAnswer> storedProbe(const std::string& prefix, const std::string& country,
+                                       const store::HintProbeStore& probes, asokit::WallTime now,
+                                       const asokit::Calendar& calendar);
+// Keeps the store's answer, asked at `askedAt`, as a probe (the newest 30 per prefix and country stay).
+ProbeAnswer keptProbe(asokit::HintsOutcome outcome, store::HintProbeStore& probes, asokit::WallTime askedAt);
 
 // The hint panel: asks for one prefix at a time, says when the answer came from the store, and keeps a
 // trail of what was asked. Waits (asks nothing) while a measurement runs or the store holds requests.
-// Main thread only; every change goes to its subscribers.
+// Main thread only; every change goes to its subscribers. The request runs off the main thread.
 class HintProbeModel final {
  public:
   struct HintStep {
@@ -66,14 +74,15 @@ class HintProbeModel final {
   };
 
   HintProbeModel(HintsAsk ask, store::HintProbeStore& probes, RequestGate gate, const asokit::WallClock& clock,
-                 const asokit::Calendar& calendar);
+                 const asokit::Calendar& calendar, base::MainQueue& queue);
 
   // Tells every subscriber after each change of what the model shows.
   const base::Observable<>& changes() const { return changes_; }
   // Called when the store refuses the client (HTTP 403 after retries), so that the caller starts the hold.
   void setOnForbidden(std::function<void()> onForbidden);
 
-  // asokit::Cancelled passes through; every other failure lands in failure().
+  // Answers from today's stored probe at once, or starts asking the store; a later ask overrides one
+  // still under way. A failure lands in failure(); a cancelled ask leaves the last answer as it was.
   void ask(const std::string& prefix, const std::string& country);
 
   bool isProbing() const { return isProbing_; }
@@ -89,6 +98,8 @@ class HintProbeModel final {
   bool refused() const { return refused_; }
 
  private:
+  void answered(const std::string& prefix, const std::string& country, ProbeAnswer answer);
+  void failed(const std::exception& error);
   void changed();
 
   base::ThreadAffinity thread_;
@@ -108,6 +119,7 @@ class HintProbeModel final {
   std::vector<HintStep> trail_;
   bool waited_ = false;
   bool refused_ = false;
+  base::OffMainRequests requests_;  // last: it stops its worker before the rest goes
 };
 
 }  // namespace tovra::research

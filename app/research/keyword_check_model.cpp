@@ -10,11 +10,13 @@ namespace tovra::research {
 
 using asokit::Overloaded;
 
-KeywordCheckModel::KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track)
+KeywordCheckModel::KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track,
+                                     base::MainQueue& queue)
     : rank_(std::move(rank)),
       runActive_(std::move(runActive)),
       cooldownLeft_(std::move(cooldownLeft)),
-      track_(std::move(track)) {}
+      track_(std::move(track)),
+      requests_(queue) {}
 
 void KeywordCheckModel::changed() {
   changes_.notify();
@@ -41,16 +43,20 @@ bool KeywordCheckModel::check(const KeywordCheckRequest& request) {
   request_ = request;
   phase_ = Checking{};
   changed();
-  asokit::BatchOutcome outcome;
-  try {
-    outcome = rank_({asokit::RankQuery{request.app.appStoreId, request.country, request.keyword}});
-  } catch (const asokit::Cancelled&) {
-    phase_ = Stopped{};
-    changed();
-    throw;
-  }
-  phase_ = phaseFor(outcome);
-  changed();
+  requests_.start<asokit::BatchOutcome>(
+      [this, query = asokit::RankQuery{request.app.appStoreId, request.country, request.keyword}](
+          std::stop_token stop) { return rank_({query}, stop); },
+      [this](base::Answer<asokit::BatchOutcome> answer) {
+        try {
+          phase_ = phaseFor(answer.take());
+        } catch (const asokit::Cancelled&) {
+          phase_ = Stopped{};
+        } catch (const std::exception& error) {
+          // The batch reports its failures itself; anything else is told with its own words.
+          phase_ = Failed{asokit::describe(error)};
+        }
+        changed();
+      });
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -10,6 +11,7 @@
 
 #include "AsoKit/types.h"
 #include "app/base/observable.h"
+#include "app/base/off_main.h"
 #include "app/base/thread_affinity.h"
 #include "app/store/records.h"
 
@@ -40,7 +42,8 @@ struct KeywordCheckRequest {
 };
 
 // Measures one keyword for one app with a single store request, without tracking it, and offers to track
-// it afterwards. Main thread only; every change goes to its subscribers.
+// it afterwards. Main thread only; every change goes to its subscribers. The request runs off the main
+// thread.
 class KeywordCheckModel final {
  public:
   struct Idle {
@@ -78,22 +81,25 @@ class KeywordCheckModel final {
   };
   using Phase = std::variant<Idle, Checking, Measured, NotInTopN, Failed, Skipped, Halted, Stopped, Tracked>;
 
-  // The shared client's batch measurement, given exactly one query.
-  using Rank = std::function<asokit::BatchOutcome(const std::vector<asokit::RankQuery>&)>;
+  // The shared client's batch measurement, given exactly one query. Runs off the main thread; the stop
+  // token cancels it.
+  using Rank = std::function<asokit::BatchOutcome(const std::vector<asokit::RankQuery>&, std::stop_token)>;
   // Whether a measurement run is going on, and the store's hold in whole seconds.
   using RunActive = std::function<bool()>;
   using CooldownLeft = std::function<std::optional<std::int64_t>()>;
   // Writes the request's keyword for its app through the watchlist writer; throws when it cannot.
   using Track = std::function<void(const KeywordCheckRequest&)>;
 
-  KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track);
+  KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track, base::MainQueue& queue);
 
   // Tells every subscriber after each change of what the model shows.
   const base::Observable<>& changes() const { return changes_; }
 
   // Why a check cannot be made now (the hold first, then a run); none when it can.
   std::optional<std::string_view> unavailableReason() const;
-  // Makes the check unless it is unavailable; returns whether it was made. asokit::Cancelled passes through.
+  // Starts the check unless it is unavailable; returns whether it was started. The phase stays
+  // `checking` until the answer arrives through the main-thread queue; a later check overrides one still
+  // under way, and a cancelled one ends `stopped`.
   bool check(const KeywordCheckRequest& request);
   // "Track this keyword" after a check: writes it and moves to `tracked`. A failure of the write passes
   // through to the caller and leaves the phase as it was.
@@ -122,6 +128,7 @@ class KeywordCheckModel final {
   base::Observable<> changes_;
   Phase phase_ = Idle{};
   std::optional<KeywordCheckRequest> request_;
+  base::OffMainRequests requests_;  // last: it stops its worker before the rest goes
 };
 
 }  // namespace tovra::research

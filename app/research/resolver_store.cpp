@@ -2,22 +2,22 @@
 
 namespace tovra::research {
 
-ResolverLookup clientLookup(asokit::AsoClient& client, std::stop_token cancel) {
-  return
-      [&client, cancel](const AppResolverInput& input, const std::string& country) -> std::optional<asokit::AppInfo> {
-        if (input.kind == AppResolverInput::Kind::bundleId) {
-          return client.lookupBundle(input.text, country, cancel);
-        }
-        auto apps = client.lookup({input.text}, country, cancel);
-        if (apps.empty()) {
-          return std::nullopt;
-        }
-        return std::move(apps.front());
-      };
+ResolverLookup clientLookup(asokit::AsoClient& client) {
+  return [&client](const AppResolverInput& input, const std::string& country,
+                   std::stop_token cancel) -> std::optional<asokit::AppInfo> {
+    if (input.kind == AppResolverInput::Kind::bundleId) {
+      return client.lookupBundle(input.text, country, cancel);
+    }
+    auto apps = client.lookup({input.text}, country, cancel);
+    if (apps.empty()) {
+      return std::nullopt;
+    }
+    return std::move(apps.front());
+  };
 }
 
-ResolverSearch clientSearch(asokit::AsoClient& client, std::int64_t limit, std::stop_token cancel) {
-  return [&client, limit, cancel](const std::string& term, const std::string& country) {
+ResolverSearch clientSearch(asokit::AsoClient& client, std::int64_t limit) {
+  return [&client, limit](const std::string& term, const std::string& country, std::stop_token cancel) {
     return client.search(term, country, limit, cancel);
   };
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -13,7 +14,9 @@
 #include "AsoKit/rate_limiter.h"
 #include "AsoKit/types.h"
 #include "app/base/observable.h"
+#include "app/base/off_main.h"
 #include "app/base/thread_affinity.h"
+#include "app/research/autocomplete_reach.h"
 #include "app/research/hint_probe_model.h"
 #include "app/research/keyword_signals.h"
 #include "app/research/request_gate.h"
@@ -24,9 +27,10 @@ class Store;
 
 namespace tovra::research {
 
-// A store search of a term in a country (both as given), its top apps with their rating counts. Throws
-// like asokit::AsoClient::search.
-using SignalsSearch = std::function<asokit::SearchOutcome(const std::string& term, const std::string& country)>;
+// A store search of a term in a country (both as given), its top apps with their rating counts. Runs off
+// the main thread and throws like asokit::AsoClient::search; the stop token cancels it.
+using SignalsSearch =
+    std::function<asokit::SearchOutcome(const std::string& term, const std::string& country, std::stop_token stop)>;
 
 // The source a signals check's saved search carries.
 inline constexpr std::string_view kSignalsLadderSource = "signals";
@@ -35,7 +39,8 @@ inline constexpr std::string_view kSignalsLadderSource = "signals";
 // search) and at most five hint probes, bisecting the prefix lengths for the reach (each served from
 // today's stored probe when there is one, and kept otherwise). Failures are counted, not fatal; a refusal
 // by the store, or three failures in a row, stops the check and calls onForbidden. Main thread only;
-// every change goes to its subscribers.
+// every change goes to its subscribers. Each request runs off the main thread; what it brings back is
+// read, kept and planned on from the main thread.
 class SignalsCheck final {
  public:
   struct Summary {
@@ -70,19 +75,19 @@ class SignalsCheck final {
   };
 
   enum class Start {
-    started,  // ran to its finished phase
+    started,  // under way: the phase stays running until the check finishes (or is cancelled: idle)
     waiting,  // a run or a hold: nothing was asked, waitReason() says why
     nothing,  // the keyword is empty once its white space is collapsed
   };
 
   SignalsCheck(SignalsSearch search, HintsAsk hints, store::Store& store, RequestGate gate,
-               const asokit::WallClock& clock, const asokit::Calendar& calendar);
+               const asokit::WallClock& clock, const asokit::Calendar& calendar, base::MainQueue& queue);
 
   // Tells every subscriber after each change of what the model shows.
   const base::Observable<>& changes() const { return changes_; }
   void setOnForbidden(std::function<void()> onForbidden);
 
-  // Runs the whole check. asokit::Cancelled passes through and leaves the check idle.
+  // Starts the whole check; a start overrides a check still under way.
   Start start(std::string_view keyword, std::string_view country);
 
   const std::optional<std::string>& target() const { return target_; }
@@ -94,6 +99,22 @@ class SignalsCheck final {
   const std::optional<std::string>& saveFailure() const { return saveFailure_; }
 
  private:
+  // The check under way: what it has learnt so far, kept between its requests.
+  struct Progress {
+    std::string term;
+    std::string code;
+    Summary summary;
+    asokit::FailureGuard guard;
+    KeywordSignals signals;
+    PrefixPlanner planner;
+  };
+
+  void searched(base::Answer<asokit::SearchOutcome> answer);
+  // Asks the next prefix the plan needs (from today's stored probes while they answer), or finishes.
+  void nextProbe();
+  void probed(std::int64_t length, const std::string& prefix, ProbeAnswer answer);
+  void finish();
+  void cancelled();
   // Records a failed request; true when the check must stop.
   bool failedRequest(const std::exception& error, Summary& summary, asokit::FailureGuard& guard);
   void changed();
@@ -113,6 +134,8 @@ class SignalsCheck final {
   std::vector<ProbeStep> steps_;
   std::optional<std::string> waitReason_;
   std::optional<std::string> saveFailure_;
+  std::optional<Progress> progress_;
+  base::OffMainRequests requests_;  // last: it stops its worker before the rest goes
 };
 
 }  // namespace tovra::research

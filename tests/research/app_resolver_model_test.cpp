@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "AsoKit/aso_error.h"
+#include "support/held_requests.h"
+#include "support/manual_queue.h"
 
 namespace tovra::research {
 namespace {
@@ -38,15 +41,24 @@ struct FakeStore {
   };
   std::vector<std::string> calls;
   std::vector<std::vector<std::string>> prefetched;
+  tovra::testing::ManualQueue queue;
+  tovra::testing::HeldRequests held;
+  bool holding = false;  // stopped or not, a held request comes back: a late answer must not land
 
-  AppResolverModel model() {
-    return AppResolverModel(
-        [this](const AppResolverInput& input, const std::string& country) {
+  std::unique_ptr<AppResolverModel> model() {
+    return std::make_unique<AppResolverModel>(
+        [this](const AppResolverInput& input, const std::string& country, std::stop_token stop) {
           calls.push_back("lookup " + input.text + " " + country);
+          if (holding) {
+            held.hold(stop);
+          }
           return lookupAnswer(input);
         },
-        [this](const std::string& term, const std::string& country) {
+        [this](const std::string& term, const std::string& country, std::stop_token stop) {
           calls.push_back("search " + term + " " + country);
+          if (holding) {
+            held.hold(stop);
+          }
           asokit::SearchOutcome outcome;
           outcome.term = term;
           outcome.country = country;
@@ -54,13 +66,18 @@ struct FakeStore {
           outcome.resultCount = static_cast<std::int64_t>(outcome.apps.size());
           return outcome;
         },
-        [this](const std::vector<std::string>& artwork) { prefetched.push_back(artwork); });
+        queue, [this](const std::vector<std::string>& artwork) { prefetched.push_back(artwork); });
   }
 };
 
 template <class T>
 bool is(const AppResolverModel& model) {
   return std::holds_alternative<T>(model.phase());
+}
+
+// Turns the main thread until the model's request has been answered.
+void settle(FakeStore& store, const AppResolverModel& model) {
+  store.queue.runUntil([&] { return !is<AppResolverModel::Resolving>(model); });
 }
 
 std::vector<std::string> idsOf(const AppResolverModel& model) {
@@ -74,10 +91,11 @@ std::vector<std::string> idsOf(const AppResolverModel& model) {
 TEST(AppResolverModel, StartsIdleAndIgnoresBlankInput) {
   FakeStore store;
   auto model = store.model();
-  model.resolve(" \n\u3000", "us");
-  EXPECT_TRUE(is<AppResolverModel::Idle>(model));
-  EXPECT_EQ(model.requestCount(), 0);
-  EXPECT_EQ(model.resolved(), std::nullopt);
+  model->resolve(" \n\u3000", "us");
+  settle(store, *model);
+  EXPECT_TRUE(is<AppResolverModel::Idle>(*model));
+  EXPECT_EQ(model->requestCount(), 0);
+  EXPECT_EQ(model->resolved(), std::nullopt);
   EXPECT_TRUE(store.calls.empty());
 }
 
@@ -86,55 +104,60 @@ TEST(AppResolverModel, LinkIsLookedUpByItsIdAndTheOneAppIsSelected) {
   store.lookupAnswer = [](const AppResolverInput& input) { return info(input.text, "Lumen Photo"); };
   auto model = store.model();
   std::vector<std::string> phases;
-  const auto watching = model.changes().subscribe([&] { phases.push_back(std::to_string(model.phase().index())); });
-  model.resolve("https://apps.apple.com/us/app/lumen/id1234567890", "DE");
+  const auto watching = model->changes().subscribe([&] { phases.push_back(std::to_string(model->phase().index())); });
+  model->resolve("https://apps.apple.com/us/app/lumen/id1234567890", "DE");
+  settle(store, *model);
   EXPECT_EQ(store.calls, std::vector<std::string>{"lookup 1234567890 DE"});
   EXPECT_EQ(phases, (std::vector<std::string>{"1", "2"}));  // resolving, then results
-  EXPECT_EQ(idsOf(model), std::vector<std::string>{"1234567890"});
-  ASSERT_TRUE(model.selected().has_value());
-  EXPECT_EQ(model.selected()->country, "de");
-  EXPECT_EQ(model.selected()->position, std::nullopt);
-  EXPECT_EQ(model.selected()->artworkUrl512, "https://is1.example/512x512bb.jpg");
-  EXPECT_FALSE(model.pickedByNameAmongSeveral());
-  EXPECT_EQ(model.pickNote(), std::nullopt);
-  EXPECT_EQ(model.selected()->iconUrl, "https://is1.example/128x128bb.webp");
+  EXPECT_EQ(idsOf(*model), std::vector<std::string>{"1234567890"});
+  ASSERT_TRUE(model->selected().has_value());
+  EXPECT_EQ(model->selected()->country, "de");
+  EXPECT_EQ(model->selected()->position, std::nullopt);
+  EXPECT_EQ(model->selected()->artworkUrl512, "https://is1.example/512x512bb.jpg");
+  EXPECT_FALSE(model->pickedByNameAmongSeveral());
+  EXPECT_EQ(model->pickNote(), std::nullopt);
+  EXPECT_EQ(model->selected()->iconUrl, "https://is1.example/128x128bb.webp");
   EXPECT_EQ(store.prefetched, std::vector<std::vector<std::string>>{{"https://is1.example/128x128bb.webp"}});
-  EXPECT_EQ(model.resolved(), (AppResolverModel::Resolved{"https://apps.apple.com/us/app/lumen/id1234567890", "DE"}));
-  EXPECT_EQ(model.requestCount(), 1);
+  EXPECT_EQ(model->resolved(), (AppResolverModel::Resolved{"https://apps.apple.com/us/app/lumen/id1234567890", "DE"}));
+  EXPECT_EQ(model->requestCount(), 1);
 }
 
 TEST(AppResolverModel, BundleIdIsLookedUp) {
   FakeStore store;
   auto model = store.model();
-  model.resolve(" com.lumen.photo ", "us");
+  model->resolve(" com.lumen.photo ", "us");
+  settle(store, *model);
   EXPECT_EQ(store.calls, std::vector<std::string>{"lookup com.lumen.photo us"});
 }
 
 TEST(AppResolverModel, UnknownIdIsAbsentWithoutTheCountryAdvice) {
   FakeStore store;
   auto model = store.model();
-  model.resolve("99999999", "us");
-  EXPECT_TRUE(is<AppResolverModel::Absent>(model));
-  EXPECT_EQ(model.selected(), std::nullopt);
-  EXPECT_EQ(model.noMatchText(), std::nullopt);
+  model->resolve("99999999", "us");
+  settle(store, *model);
+  EXPECT_TRUE(is<AppResolverModel::Absent>(*model));
+  EXPECT_EQ(model->selected(), std::nullopt);
+  EXPECT_EQ(model->noMatchText(), std::nullopt);
   EXPECT_TRUE(store.prefetched.empty());
 }
 
 TEST(AppResolverModel, NameFindingNothingOffersAnotherCountry) {
   FakeStore store;
   auto model = store.model();
-  model.resolve("  Lumen Photo\n", "de");
+  model->resolve("  Lumen Photo\n", "de");
+  settle(store, *model);
   EXPECT_EQ(store.calls, std::vector<std::string>{"search Lumen Photo de"});
-  EXPECT_TRUE(is<AppResolverModel::Absent>(model));
-  EXPECT_EQ(model.noMatchText(), "No matching app was found in the Germany");
+  EXPECT_TRUE(is<AppResolverModel::Absent>(*model));
+  EXPECT_EQ(model->noMatchText(), "No matching app was found in the Germany");
 
   store.searchAnswer = [](const std::string&) { return std::vector{ranked("111111", 1, "Lumen Foto")}; };
-  model.retryInCountry("tr");
+  model->retryInCountry("tr");
+  settle(store, *model);
   EXPECT_EQ(store.calls.back(), "search Lumen Photo tr");
-  EXPECT_EQ(model.resolved(), (AppResolverModel::Resolved{"  Lumen Photo\n", "tr"}));
-  EXPECT_EQ(idsOf(model), std::vector<std::string>{"111111"});
-  EXPECT_EQ(model.noMatchText(), std::nullopt);
-  EXPECT_EQ(model.requestCount(), 2);
+  EXPECT_EQ(model->resolved(), (AppResolverModel::Resolved{"  Lumen Photo\n", "tr"}));
+  EXPECT_EQ(idsOf(*model), std::vector<std::string>{"111111"});
+  EXPECT_EQ(model->noMatchText(), std::nullopt);
+  EXPECT_EQ(model->requestCount(), 2);
 }
 
 struct PickCase {
@@ -161,17 +184,18 @@ TEST_P(AutomaticPickTest, PicksTheFirstResultOnlyWhenItsNameMatches) {
     return apps;
   };
   auto model = store.model();
-  model.resolve(c.input, "us");
+  model->resolve(c.input, "us");
+  settle(store, *model);
   if (c.picked) {
-    ASSERT_TRUE(model.selected().has_value());
-    EXPECT_EQ(model.selected()->id, "100000");
-    EXPECT_EQ(model.selected()->position, 1);
-    EXPECT_TRUE(model.pickedByNameAmongSeveral());
-    EXPECT_EQ(model.pickNote(), "Picked because the name matches — check the developer.");
+    ASSERT_TRUE(model->selected().has_value());
+    EXPECT_EQ(model->selected()->id, "100000");
+    EXPECT_EQ(model->selected()->position, 1);
+    EXPECT_TRUE(model->pickedByNameAmongSeveral());
+    EXPECT_EQ(model->pickNote(), "Picked because the name matches — check the developer.");
   } else {
-    EXPECT_EQ(model.selected(), std::nullopt);
-    EXPECT_FALSE(model.pickedByNameAmongSeveral());
-    EXPECT_EQ(model.pickNote(), std::nullopt);
+    EXPECT_EQ(model->selected(), std::nullopt);
+    EXPECT_FALSE(model->pickedByNameAmongSeveral());
+    EXPECT_EQ(model->pickNote(), std::nullopt);
   }
 }
 
@@ -190,20 +214,11 @@ TEST(AppResolverModel, OneResultForANameIsSelectedWithoutTheNote) {
   FakeStore store;
   store.searchAnswer = [](const std::string&) { return std::vector{ranked("222222", 1, "Something Else")}; };
   auto model = store.model();
-  model.resolve("Lumen", "us");
-  ASSERT_TRUE(model.selected().has_value());
-  EXPECT_EQ(model.selected()->id, "222222");
-  EXPECT_EQ(model.pickNote(), std::nullopt);
-}
-
-TEST(AppResolverModel, SeveralAppsForAnIdAreNeverPicked) {
-  FakeStore store;
-  auto model = store.model();
-  const auto request = model.begin("12345", "us");
-  ASSERT_TRUE(request.has_value());
-  model.finish(*request, std::vector<DiscoveredApp>{{"12345", "A"}, {"67890", "B"}});
-  EXPECT_EQ(idsOf(model), (std::vector<std::string>{"12345", "67890"}));
-  EXPECT_EQ(model.selected(), std::nullopt);
+  model->resolve("Lumen", "us");
+  settle(store, *model);
+  ASSERT_TRUE(model->selected().has_value());
+  EXPECT_EQ(model->selected()->id, "222222");
+  EXPECT_EQ(model->pickNote(), std::nullopt);
 }
 
 TEST(AppResolverModel, StoreErrorFailsWithItsTextAndKeepsTheInput) {
@@ -212,40 +227,23 @@ TEST(AppResolverModel, StoreErrorFailsWithItsTextAndKeepsTheInput) {
     throw asokit::AsoError::http(500, "https://itunes.apple.com/lookup?id=12345&country=us");
   };
   auto model = store.model();
-  model.resolve("12345", "us");
-  EXPECT_EQ(model.phase(), AppResolverModel::Phase{AppResolverModel::Failed{
-                               "HTTP 500 — https://itunes.apple.com/lookup?id=12345&country=us"}});
-  EXPECT_EQ(model.resolved(), (AppResolverModel::Resolved{"12345", "us"}));
+  model->resolve("12345", "us");
+  settle(store, *model);
+  EXPECT_EQ(model->phase(), AppResolverModel::Phase{AppResolverModel::Failed{
+                                "HTTP 500 — https://itunes.apple.com/lookup?id=12345&country=us"}});
+  EXPECT_EQ(model->resolved(), (AppResolverModel::Resolved{"12345", "us"}));
 
   store.lookupAnswer = [](const AppResolverInput&) -> std::optional<asokit::AppInfo> {
     throw asokit::TransportError("Could not connect to the server.");
   };
-  model.retryInCountry("us");
-  EXPECT_EQ(model.phase(), AppResolverModel::Phase{AppResolverModel::Failed{"Could not connect to the server."}});
+  model->retryInCountry("us");
+  settle(store, *model);
+  EXPECT_EQ(model->phase(), AppResolverModel::Phase{AppResolverModel::Failed{"Could not connect to the server."}});
 
   store.lookupAnswer = [](const AppResolverInput& input) { return info(input.text, "Lumen"); };
-  model.resolve("12345", "us");
-  EXPECT_EQ(idsOf(model), std::vector<std::string>{"12345"});
-}
-
-TEST(AppResolverModel, CancelledRequestLeavesTheModelIdleAndGoesToTheCaller) {
-  FakeStore store;
-  store.searchAnswer = [](const std::string&) -> std::vector<asokit::RankedApp> { throw asokit::Cancelled(); };
-  auto model = store.model();
-  EXPECT_THROW(model.resolve("Lumen", "us"), asokit::Cancelled);
-  EXPECT_TRUE(is<AppResolverModel::Idle>(model));
-}
-
-TEST(AppResolverModel, AnswerOvertakenByANewerResolveIsDropped) {
-  FakeStore store;
-  auto model = store.model();
-  const auto first = model.begin("Lumen", "us");
-  const auto second = model.begin("Lumen Photo", "us");
-  ASSERT_TRUE(first && second);
-  model.finish(*first, std::vector<DiscoveredApp>{{"111111", "Lumen"}});
-  EXPECT_TRUE(is<AppResolverModel::Resolving>(model));
-  model.finish(*second, ResolveFailure{"HTTP 404 — x"});
-  EXPECT_EQ(model.phase(), AppResolverModel::Phase{AppResolverModel::Failed{"HTTP 404 — x"}});
+  model->resolve("12345", "us");
+  settle(store, *model);
+  EXPECT_EQ(idsOf(*model), std::vector<std::string>{"12345"});
 }
 
 TEST(AppResolverModel, ChoosingAResultReplacesTheAutomaticPick) {
@@ -254,39 +252,99 @@ TEST(AppResolverModel, ChoosingAResultReplacesTheAutomaticPick) {
     return std::vector{ranked("111111", 1, "Lumen"), ranked("222222", 2, "Lumen Pro")};
   };
   auto model = store.model();
-  model.resolve("lumen", "us");
-  ASSERT_TRUE(model.pickedByNameAmongSeveral());
-  const auto second = std::get<AppResolverModel::Results>(model.phase()).apps[1];
-  model.select(second);
-  EXPECT_EQ(model.selected(), second);
-  EXPECT_FALSE(model.pickedByNameAmongSeveral());
+  model->resolve("lumen", "us");
+  settle(store, *model);
+  ASSERT_TRUE(model->pickedByNameAmongSeveral());
+  const auto second = std::get<AppResolverModel::Results>(model->phase()).apps[1];
+  model->select(second);
+  EXPECT_EQ(model->selected(), second);
+  EXPECT_FALSE(model->pickedByNameAmongSeveral());
   EXPECT_EQ(second.artworkUrl512, "https://is1.example/222222/512x512bb.png");
   EXPECT_EQ(second.iconUrl, "https://is1.example/222222/128x128bb.webp");
   EXPECT_EQ(store.prefetched.back(), (std::vector<std::string>{"https://is1.example/111111/128x128bb.webp",
                                                                "https://is1.example/222222/128x128bb.webp"}));
   // A new resolve forgets the earlier choice.
-  model.resolve("nothing", "us");
-  EXPECT_EQ(model.selected(), std::nullopt);
+  model->resolve("nothing", "us");
+  settle(store, *model);
+  EXPECT_EQ(model->selected(), std::nullopt);
 }
 
 TEST(AppResolverModel, CopiedTextResolvesOnlyWhenItIsAnAppStoreLink) {
   FakeStore store;
   auto model = store.model();
-  EXPECT_EQ(model.useCopiedLink("Lumen Photo", "us"), "The copied text is not an App Store link.");
-  EXPECT_EQ(model.useCopiedLink("1234567890", "us"), "The copied text is not an App Store link.");
-  EXPECT_TRUE(is<AppResolverModel::Idle>(model));
+  EXPECT_EQ(model->useCopiedLink("Lumen Photo", "us"), "The copied text is not an App Store link.");
+  settle(store, *model);
+  EXPECT_EQ(model->useCopiedLink("1234567890", "us"), "The copied text is not an App Store link.");
+  settle(store, *model);
+  EXPECT_TRUE(is<AppResolverModel::Idle>(*model));
   EXPECT_TRUE(store.calls.empty());
-  EXPECT_EQ(model.useCopiedLink(" https://apps.apple.com/us/app/lumen/id1234567890\n", "us"), std::nullopt);
+  EXPECT_EQ(model->useCopiedLink(" https://apps.apple.com/us/app/lumen/id1234567890\n", "us"), std::nullopt);
+  settle(store, *model);
   EXPECT_EQ(store.calls, std::vector<std::string>{"lookup 1234567890 us"});
-  EXPECT_EQ(model.resolved()->raw, "https://apps.apple.com/us/app/lumen/id1234567890");
+  EXPECT_EQ(model->resolved()->raw, "https://apps.apple.com/us/app/lumen/id1234567890");
+}
+
+TEST(AppResolverModel, ACancelledRequestLeavesTheModelIdle) {
+  FakeStore store;
+  store.searchAnswer = [](const std::string&) -> std::vector<asokit::RankedApp> { throw asokit::Cancelled(); };
+  auto model = store.model();
+  model->resolve("Lumen", "us");
+  settle(store, *model);
+  EXPECT_TRUE(is<AppResolverModel::Idle>(*model));
+  EXPECT_EQ(model->selected(), std::nullopt);
+}
+
+TEST(AppResolverModel, TheMainThreadKeepsTurningWhileTheStoreIsAsked) {
+  FakeStore store;
+  store.holding = true;
+  store.lookupAnswer = [](const AppResolverInput& input) { return info(input.text, "Lumen Photo"); };
+  auto model = store.model();
+  model->resolve("1234567890", "us");
+  store.held.waitForArrivals(1);
+  EXPECT_TRUE(is<AppResolverModel::Resolving>(*model));
+  EXPECT_EQ(model->resolved(), (AppResolverModel::Resolved{"1234567890", "us"}));
+  EXPECT_TRUE(store.prefetched.empty());
+  store.held.release();
+  settle(store, *model);
+  EXPECT_EQ(idsOf(*model), std::vector<std::string>{"1234567890"});
+}
+
+TEST(AppResolverModel, AnAnswerOvertakenByANewerResolveIsDropped) {
+  FakeStore store;
+  store.holding = true;
+  store.searchAnswer = [](const std::string& term) {
+    return std::vector{ranked(term == "Lumen" ? "111111" : "222222", 1, term)};
+  };
+  auto model = store.model();
+  model->resolve("Lumen", "us");
+  store.held.waitForArrivals(1);
+  model->resolve("Lumen Photo", "us");
+  store.held.waitForArrivals(2);
+  store.held.release(2);
+  settle(store, *model);
+  store.queue.drain();
+  EXPECT_EQ(idsOf(*model), std::vector<std::string>{"222222"});
+  EXPECT_EQ(store.prefetched.size(), 1u) << "only the newer answer warmed the icons";
+}
+
+TEST(AppResolverModel, DestroyingTheModelMidRequestStopsIt) {
+  FakeStore store;
+  store.holding = true;
+  auto model = store.model();
+  model->resolve("Lumen", "us");
+  store.held.waitForArrivals(1);
+  model.reset();
+  store.queue.drain();
+  EXPECT_TRUE(store.prefetched.empty());
 }
 
 TEST(AppResolverModel, RetryBeforeAnyResolveDoesNothing) {
   FakeStore store;
   auto model = store.model();
-  model.retryInCountry("de");
+  model->retryInCountry("de");
+  settle(store, *model);
   EXPECT_TRUE(store.calls.empty());
-  EXPECT_EQ(model.requestCount(), 0);
+  EXPECT_EQ(model->requestCount(), 0);
 }
 
 }  // namespace

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
+
+#include "support/held_requests.h"
+#include "support/manual_queue.h"
 
 namespace tovra::research {
 namespace {
@@ -86,11 +90,15 @@ TEST(CheckPhaseNames, AreTheCaseNamesMachineOutputCarries) {
 
 class KeywordCheckModelTest : public ::testing::Test {
  protected:
-  Model make() {
-    return Model(
-        [this](const std::vector<asokit::RankQuery>& queries) {
+  std::unique_ptr<Model> make() {
+    return std::make_unique<Model>(
+        [this](const std::vector<asokit::RankQuery>& queries, std::stop_token stop) {
           asked.push_back(queries);
-          return answer;
+          auto given = answer;
+          if (holding) {
+            stopsSeen.push_back(!held.hold(stop));  // stopped or not, the answer comes back
+          }
+          return given;
         },
         [this] { return running; }, [this] { return cooldown; },
         [this](const KeywordCheckRequest& request) {
@@ -98,7 +106,15 @@ class KeywordCheckModelTest : public ::testing::Test {
             throw std::runtime_error("disk full");
           }
           tracked.push_back(request);
-        });
+        },
+        queue);
+  }
+
+  // Checks and turns the main thread until the answer has been shown.
+  bool check(Model& model) {
+    const bool started = model.check(request());
+    queue.runUntil([&] { return !std::holds_alternative<Model::Checking>(model.phase()); });
+    return started;
   }
 
   KeywordCheckRequest request() {
@@ -114,54 +130,59 @@ class KeywordCheckModelTest : public ::testing::Test {
   bool trackFails = false;
   std::vector<std::vector<asokit::RankQuery>> asked;
   std::vector<KeywordCheckRequest> tracked;
+  tovra::testing::ManualQueue queue;
+  tovra::testing::HeldRequests held;
+  bool holding = false;
+  std::vector<bool> stopsSeen;
 };
 
 TEST_F(KeywordCheckModelTest, AsksExactlyOneQuery) {
   auto model = make();
-  EXPECT_TRUE(model.check(request()));
+  EXPECT_TRUE(check(*model));
   ASSERT_EQ(asked.size(), 1u);
   EXPECT_EQ(asked[0], std::vector<asokit::RankQuery>{query()});
-  EXPECT_EQ(model.phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
+  EXPECT_EQ(model->phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
 }
 
 TEST_F(KeywordCheckModelTest, ACooldownAtTheStartOffersNoCheck) {
   cooldown = 840;
   running = true;
   auto model = make();
-  EXPECT_EQ(model.unavailableReason(), "The rate-limit cooldown is active. Check once is unavailable until it clears.");
-  EXPECT_FALSE(model.check(request()));
+  EXPECT_EQ(model->unavailableReason(),
+            "The rate-limit cooldown is active. Check once is unavailable until it clears.");
+  EXPECT_FALSE(check(*model));
   EXPECT_TRUE(asked.empty());
-  EXPECT_EQ(model.phase(), Model::Phase{Model::Idle{}});
+  EXPECT_EQ(model->phase(), Model::Phase{Model::Idle{}});
 }
 
 TEST_F(KeywordCheckModelTest, ARunningMeasurementOffersNoCheck) {
   running = true;
   auto model = make();
-  EXPECT_EQ(model.unavailableReason(), "A measurement run is active. Check once is unavailable until it finishes.");
-  EXPECT_FALSE(model.check(request()));
+  EXPECT_EQ(model->unavailableReason(), "A measurement run is active. Check once is unavailable until it finishes.");
+  EXPECT_FALSE(check(*model));
   running = false;
   cooldown = 0;
-  EXPECT_EQ(model.unavailableReason(), std::nullopt) << "a hold with nothing left is no hold";
+  EXPECT_EQ(model->unavailableReason(), std::nullopt) << "a hold with nothing left is no hold";
 }
 
 TEST_F(KeywordCheckModelTest, TrackingAfterTheCheckWritesTheKeyword) {
   auto model = make();
-  model.track();
+  model->track();
   EXPECT_TRUE(tracked.empty()) << "nothing to track before a check";
-  model.check(request());
-  ASSERT_TRUE(model.canTrack());
-  model.track();
+  check(*model);
+  ASSERT_TRUE(model->canTrack());
+  model->track();
   ASSERT_EQ(tracked.size(), 1u);
   EXPECT_EQ(tracked[0], request());
-  EXPECT_EQ(Model::text(model.phase()), "This keyword is now tracked.");
+  EXPECT_EQ(Model::text(model->phase()), "This keyword is now tracked.");
 }
 
 TEST_F(KeywordCheckModelTest, AFailedTrackLeavesTheResultShown) {
   trackFails = true;
   auto model = make();
-  model.check(request());
-  EXPECT_THROW(model.track(), std::runtime_error);
-  EXPECT_EQ(model.phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
+  check(*model);
+  EXPECT_THROW(model->track(), std::runtime_error);
+  EXPECT_EQ(model->phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
 }
 
 // Tracking the checked keyword has no condition on the check's outcome: a check that failed, was skipped,
@@ -181,14 +202,55 @@ TEST_F(KeywordCheckModelTest, EveryEndOfACheckOffersTracking) {
     answer = c.outcome;
     tracked.clear();
     auto model = make();
-    EXPECT_FALSE(model.canTrack()) << c.name;
-    model.check(request());
-    EXPECT_TRUE(model.canTrack()) << c.name;
-    model.track();
+    EXPECT_FALSE(model->canTrack()) << c.name;
+    check(*model);
+    EXPECT_TRUE(model->canTrack()) << c.name;
+    model->track();
     ASSERT_EQ(tracked.size(), 1u) << c.name;
-    EXPECT_EQ(model.phase(), Model::Phase{Model::Tracked{}}) << c.name;
-    EXPECT_FALSE(model.canTrack()) << c.name << ": tracked once";
+    EXPECT_EQ(model->phase(), Model::Phase{Model::Tracked{}}) << c.name;
+    EXPECT_FALSE(model->canTrack()) << c.name << ": tracked once";
   }
+}
+
+TEST_F(KeywordCheckModelTest, TheMainThreadKeepsTurningWhileTheCheckIsInFlight) {
+  holding = true;
+  auto model = make();
+  ASSERT_TRUE(model->check(request()));
+  held.waitForArrivals(1);
+  EXPECT_EQ(Model::text(model->phase()), "Checking one request…");
+  EXPECT_FALSE(model->canTrack());
+  held.release();
+  queue.runUntil([&] { return !std::holds_alternative<Model::Checking>(model->phase()); });
+  EXPECT_EQ(model->phase(), (Model::Phase{Model::Measured{4, 180, "appstore"}}));
+}
+
+TEST_F(KeywordCheckModelTest, ANewerCheckWinsOverOneStillInFlight) {
+  holding = true;
+  auto model = make();
+  model->check(request());
+  held.waitForArrivals(1);
+  answer = outcome({measured(9)});
+  auto second = request();
+  second.id = "id-2";
+  model->check(second);
+  held.waitForArrivals(2);
+  held.release(2);
+  queue.runUntil([&] { return !std::holds_alternative<Model::Checking>(model->phase()); });
+  queue.drain();
+  EXPECT_EQ(model->phase(), (Model::Phase{Model::Measured{9, 180, "appstore"}}));
+  EXPECT_EQ(model->request()->id, "id-2");
+  EXPECT_EQ(stopsSeen, (std::vector<bool>{true, false})) << "the first request was cancelled";
+}
+
+TEST_F(KeywordCheckModelTest, DestroyingTheModelMidCheckStopsTheRequest) {
+  holding = true;
+  auto model = make();
+  model->check(request());
+  held.waitForArrivals(1);
+  model.reset();
+  queue.drain();
+  EXPECT_EQ(stopsSeen, std::vector<bool>{true});
+  EXPECT_TRUE(tracked.empty());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "app/research/signals_check.h"
 #include "app/shell/zoned_calendar.h"
 #include "app/store/store.h"
+#include "support/manual_queue.h"
 
 namespace tovra::research {
 namespace {
@@ -66,13 +67,16 @@ TEST(RequestGateTest, ARefusalInASignalsCheckHoldsEveryRequestForFifteenMinutes)
   asokit::AsoClient client(transport, clock.monotonic(), clock.wall());
   auto store = store::Store::inMemory();
   const shell::ZonedCalendar calendar("UTC");
-  SignalsCheck check([&](const std::string& t, const std::string& c) { return client.search(t, c, 10); },
-                     [&](const std::string& p, const std::string& c) { return client.hints(p, c); }, *store,
-                     RequestGate([] { return false; }, [&] { return client.cooldownSecondsLeft(); }), clock.wall(),
-                     calendar);
+  tovra::testing::ManualQueue queue;
+  SignalsCheck check(
+      [&](const std::string& t, const std::string& c, std::stop_token stop) { return client.search(t, c, 10, stop); },
+      [&](const std::string& p, const std::string& c, std::stop_token stop) { return client.hints(p, c, stop); },
+      *store, RequestGate([] { return false; }, [&] { return client.cooldownSecondsLeft(); }), clock.wall(), calendar,
+      queue);
   check.setOnForbidden([&] { holdAfterRefusal(client, clock.wallNow()); });
 
   check.start("photo editor", "us");
+  queue.runUntil([&] { return !std::holds_alternative<SignalsCheck::Running>(check.phase()); });
   EXPECT_EQ(transport.requests, 3) << "the search's own three attempts, then nothing";
   const auto& summary = std::get<SignalsCheck::Finished>(check.phase()).summary;
   EXPECT_TRUE(summary.halted);

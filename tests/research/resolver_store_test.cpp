@@ -9,6 +9,7 @@
 #include "AsoKit/aso_client.h"
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
+#include "support/manual_queue.h"
 
 namespace tovra::research {
 namespace {
@@ -70,11 +71,17 @@ class ResolverStoreTest : public ::testing::Test {
   StoreTransport transport;
   asokit::AsoClient client{transport, clock.monotonic(), clock.wall(),
                            asokit::ClientConfig{.endpoints = {"https://search.test", "https://lookup.test"}}};
-  AppResolverModel model{clientLookup(client), clientSearch(client, 2)};
+  tovra::testing::ManualQueue queue;
+  AppResolverModel model{clientLookup(client), clientSearch(client, 2), queue};
+
+  void resolve(std::string_view raw, std::string_view country) {
+    model.resolve(raw, country);
+    queue.runUntil([&] { return !std::holds_alternative<AppResolverModel::Resolving>(model.phase()); });
+  }
 };
 
 TEST_F(ResolverStoreTest, LinkIsLookedUpByIdInTheChosenCountry) {
-  model.resolve("https://apps.apple.com/de/app/lumen/id1234567890", "DE");
+  resolve("https://apps.apple.com/de/app/lumen/id1234567890", "DE");
   ASSERT_EQ(transport.urls.size(), 1u);
   EXPECT_EQ(transport.urls[0], "https://lookup.test/lookup?id=1234567890&country=de&lang=de_de");
   ASSERT_TRUE(model.selected().has_value());
@@ -83,19 +90,19 @@ TEST_F(ResolverStoreTest, LinkIsLookedUpByIdInTheChosenCountry) {
 }
 
 TEST_F(ResolverStoreTest, BundleIdUsesTheBundleLookup) {
-  model.resolve("com.lumen.photo", "us");
+  resolve("com.lumen.photo", "us");
   ASSERT_EQ(transport.urls.size(), 1u);
   EXPECT_EQ(transport.urls[0], "https://lookup.test/lookup?bundleId=com.lumen.photo&country=us&lang=en_us");
   EXPECT_EQ(model.selected()->id, "1234567890");
 }
 
 TEST_F(ResolverStoreTest, UnknownIdIsAbsent) {
-  model.resolve("99999", "us");
+  resolve("99999", "us");
   EXPECT_TRUE(std::holds_alternative<AppResolverModel::Absent>(model.phase()));
 }
 
 TEST_F(ResolverStoreTest, NameIsSearchedAndTheDressedFirstResultPickedByName) {
-  model.resolve("LUMEN", "us");
+  resolve("LUMEN", "us");
   ASSERT_GE(transport.urls.size(), 1u);
   EXPECT_NE(transport.urls[0].find("https://search.test/"), std::string::npos);
   const auto& apps = std::get<AppResolverModel::Results>(model.phase()).apps;
@@ -106,7 +113,7 @@ TEST_F(ResolverStoreTest, NameIsSearchedAndTheDressedFirstResultPickedByName) {
 }
 
 TEST_F(ResolverStoreTest, UnknownStorefrontFailsWithTheClientsText) {
-  model.resolve("Lumen", "uk");
+  resolve("Lumen", "uk");
   const auto* failed = std::get_if<AppResolverModel::Failed>(&model.phase());
   ASSERT_NE(failed, nullptr);
   EXPECT_EQ(failed->message.rfind("bilinmeyen storefront 'uk' — X-Apple-Store-Front tablosunda yok. ", 0), 0u);

@@ -10,6 +10,8 @@
 #include "app/store/hint_probe_store.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
+#include "support/held_requests.h"
+#include "support/manual_queue.h"
 
 namespace tovra::research {
 namespace {
@@ -37,7 +39,7 @@ class FakeHints {
  public:
   FakeHints(std::string keyword, std::size_t listedFrom) : keyword_(std::move(keyword)), listedFrom_(listedFrom) {}
 
-  asokit::HintsOutcome operator()(const std::string& prefix, const std::string& country) {
+  asokit::HintsOutcome operator()(const std::string& prefix, const std::string& country, std::stop_token) {
     asks.push_back(prefix);
     if (const auto fault = faults.find(asks.size()); fault != faults.end()) {
       std::rethrow_exception(fault->second);
@@ -59,19 +61,31 @@ class FakeHints {
 
 class SignalsCheckTest : public ::testing::Test {
  protected:
-  SignalsCheck make(RequestGate gate = {}) {
-    SignalsCheck check(
-        [this](const std::string& term, const std::string& country) {
+  std::unique_ptr<SignalsCheck> make(RequestGate gate = {}) {
+    auto check = std::make_unique<SignalsCheck>(
+        [this](const std::string& term, const std::string& country, std::stop_token stop) {
           ++searches;
+          if (holding) {
+            held.hold(stop);  // stopped or not, the answer comes back: a late answer must not land
+          }
           if (searchFault) {
             std::rethrow_exception(searchFault);
           }
           return topApps(term, country, ratings);
         },
-        [this](const std::string& prefix, const std::string& country) { return hints(prefix, country); }, *store,
-        std::move(gate), clock.wall(), calendar);
-    check.setOnForbidden([this] { ++forbidden; });
+        [this](const std::string& prefix, const std::string& country, std::stop_token stop) {
+          return hints(prefix, country, stop);
+        },
+        *store, std::move(gate), clock.wall(), calendar, queue);
+    check->setOnForbidden([this] { ++forbidden; });
     return check;
+  }
+
+  // Starts the check and turns the main thread until it has finished.
+  SignalsCheck::Start start(SignalsCheck& check, std::string_view keyword, std::string_view country) {
+    const auto started = check.start(keyword, country);
+    queue.runUntil([&] { return !std::holds_alternative<SignalsCheck::Running>(check.phase()); });
+    return started;
   }
 
   const SignalsCheck::Summary& summaryOf(const SignalsCheck& check) {
@@ -87,22 +101,25 @@ class SignalsCheckTest : public ::testing::Test {
   int forbidden = 0;
   // "photo editor" (12 characters, candidates 2…5 and 7…12) is first listed at 8 letters: "photo ed".
   FakeHints hints{"photo editor", 8};
+  tovra::testing::ManualQueue queue;
+  tovra::testing::HeldRequests held;
+  bool holding = false;
 };
 
 TEST_F(SignalsCheckTest, FindsTheReachInAtMostFiveProbesAndKeepsWhatItSaw) {
   auto check = make();
-  ASSERT_EQ(check.start("  photo   editor ", "US"), SignalsCheck::Start::started);
+  ASSERT_EQ(start(*check, "  photo   editor ", "US"), SignalsCheck::Start::started);
 
-  const auto& summary = summaryOf(check);
+  const auto& summary = summaryOf(*check);
   EXPECT_TRUE(summary.ladderFetched);
   EXPECT_TRUE(summary.converged);
   EXPECT_FALSE(summary.halted);
   EXPECT_EQ(summary.failed, 0);
   EXPECT_LE(summary.probesAsked, 5);
   EXPECT_EQ(summary.probesAsked, static_cast<std::int64_t>(hints.asks.size()));
-  EXPECT_EQ(check.target(), "photo editor");
+  EXPECT_EQ(check->target(), "photo editor");
 
-  const auto& signals = *check.signals();
+  const auto& signals = *check->signals();
   EXPECT_EQ(signals.reach.letters, 8);
   EXPECT_EQ(signals.reach.position, 2);
   EXPECT_EQ(signals.reach.band, AutocompleteReach::Band::moderate) << "8 letters is more than half of 12";
@@ -115,30 +132,30 @@ TEST_F(SignalsCheckTest, FindsTheReachInAtMostFiveProbesAndKeepsWhatItSaw) {
 }
 
 TEST_F(SignalsCheckTest, ASecondCheckTheSameDayServesItsProbesFromTheStore) {
-  make().start("photo editor", "us");
+  start(*make(), "photo editor", "us");
   const auto asked = hints.asks.size();
   clock.advance(14h);  // 23:00, still the same day
 
   auto again = make();
-  again.start("photo editor", "us");
+  start(*again, "photo editor", "us");
   EXPECT_EQ(hints.asks.size(), asked) << "no hint was asked of the store again";
-  ASSERT_FALSE(again.steps().empty());
-  for (const auto& step : again.steps()) {
+  ASSERT_FALSE(again->steps().empty());
+  for (const auto& step : again->steps()) {
     EXPECT_TRUE(step.servedFromStore) << step.prefix;
   }
-  EXPECT_EQ(again.signals()->reach.letters, 8);
+  EXPECT_EQ(again->signals()->reach.letters, 8);
 
   clock.advance(2h);  // 01:00 the next day
-  make().start("photo editor", "us");
+  start(*make(), "photo editor", "us");
   EXPECT_EQ(hints.asks.size(), 2 * asked) << "yesterday's probes are asked again";
 }
 
 TEST_F(SignalsCheckTest, AForbiddenAnswerInTheMiddleStopsTheCheckAndHandsOverTheHold) {
   hints.faults[2] = std::make_exception_ptr(asokit::AsoError::http(403, "https://store.example/hints?term=ph"));
   auto check = make();
-  check.start("photo editor", "us");
+  start(*check, "photo editor", "us");
 
-  const auto& summary = summaryOf(check);
+  const auto& summary = summaryOf(*check);
   EXPECT_TRUE(summary.halted);
   EXPECT_EQ(summary.probesAsked, 2);
   EXPECT_EQ(summary.failed, 1);
@@ -146,14 +163,14 @@ TEST_F(SignalsCheckTest, AForbiddenAnswerInTheMiddleStopsTheCheckAndHandsOverThe
   EXPECT_FALSE(summary.converged);
   EXPECT_EQ(forbidden, 1);
   EXPECT_EQ(hints.asks.size(), 2u) << "nothing more is asked after a refusal";
-  EXPECT_TRUE(check.signals()->difficulty) << "what was read before the refusal stays";
+  EXPECT_TRUE(check->signals()->difficulty) << "what was read before the refusal stays";
 }
 
 TEST_F(SignalsCheckTest, AHoldThatStartsBeforeTheSearchIsARefusalToo) {
   searchFault = std::make_exception_ptr(asokit::AsoError::coolingDown(840));
   auto check = make();
-  check.start("photo editor", "us");
-  const auto& summary = summaryOf(check);
+  start(*check, "photo editor", "us");
+  const auto& summary = summaryOf(*check);
   EXPECT_TRUE(summary.halted);
   EXPECT_FALSE(summary.ladderFetched);
   EXPECT_EQ(summary.probesAsked, 0);
@@ -164,13 +181,13 @@ TEST_F(SignalsCheckTest, OtherFailuresAreCountedAndTheCheckGoesOn) {
   searchFault = std::make_exception_ptr(asokit::TransportError("connection refused"));
   hints.faults[1] = std::make_exception_ptr(asokit::AsoError::http(503, "https://store.example/hints"));
   auto check = make();
-  check.start("photo editor", "us");
-  const auto& summary = summaryOf(check);
+  start(*check, "photo editor", "us");
+  const auto& summary = summaryOf(*check);
   EXPECT_FALSE(summary.halted) << "two failures in a row are not three";
   EXPECT_EQ(summary.failed, 2);
   EXPECT_EQ(summary.lastFailure, asokit::AsoError::http(503, "https://store.example/hints").description());
   EXPECT_TRUE(summary.converged);
-  EXPECT_EQ(check.signals()->reach.letters, 8) << "the failed prefix was asked again";
+  EXPECT_EQ(check->signals()->reach.letters, 8) << "the failed prefix was asked again";
   EXPECT_EQ(forbidden, 0);
 }
 
@@ -179,8 +196,8 @@ TEST_F(SignalsCheckTest, ThreeFailuresInARowHaltTheCheck) {
   hints.faults[1] = std::make_exception_ptr(asokit::TransportError("timed out"));
   hints.faults[2] = std::make_exception_ptr(asokit::TransportError("timed out"));
   auto check = make();
-  check.start("photo editor", "us");
-  const auto& summary = summaryOf(check);
+  start(*check, "photo editor", "us");
+  const auto& summary = summaryOf(*check);
   EXPECT_TRUE(summary.halted);
   EXPECT_EQ(summary.failed, 3);
   EXPECT_EQ(summary.probesAsked, 2);
@@ -189,13 +206,13 @@ TEST_F(SignalsCheckTest, ThreeFailuresInARowHaltTheCheck) {
 
 TEST_F(SignalsCheckTest, WaitsForARunOrAHoldWithoutAskingAnything) {
   auto duringRun = make(RequestGate([] { return true; }, [] { return std::nullopt; }));
-  EXPECT_EQ(duringRun.start("photo editor", "us"), SignalsCheck::Start::waiting);
-  EXPECT_EQ(duringRun.waitReason(), "A measurement is running — store hints wait for it.");
-  EXPECT_TRUE(std::holds_alternative<SignalsCheck::Idle>(duringRun.phase()));
+  EXPECT_EQ(start(*duringRun, "photo editor", "us"), SignalsCheck::Start::waiting);
+  EXPECT_EQ(duringRun->waitReason(), "A measurement is running — store hints wait for it.");
+  EXPECT_TRUE(std::holds_alternative<SignalsCheck::Idle>(duringRun->phase()));
 
   auto duringHold = make(RequestGate([] { return false; }, [] { return std::optional<std::int64_t>(900); }));
-  EXPECT_EQ(duringHold.start("photo editor", "us"), SignalsCheck::Start::waiting);
-  EXPECT_EQ(duringHold.waitReason(), "Apple paused requests · retry in 15:00");
+  EXPECT_EQ(start(*duringHold, "photo editor", "us"), SignalsCheck::Start::waiting);
+  EXPECT_EQ(duringHold->waitReason(), "Apple paused requests · retry in 15:00");
   EXPECT_EQ(searches, 0);
   EXPECT_TRUE(hints.asks.empty());
   EXPECT_EQ(forbidden, 0) << "an existing hold is not started again";
@@ -204,8 +221,8 @@ TEST_F(SignalsCheckTest, WaitsForARunOrAHoldWithoutAskingAnything) {
 TEST_F(SignalsCheckTest, ARunThatStartsDuringTheCheckStopsTheProbes) {
   int gateAsks = 0;
   auto check = make(RequestGate([&] { return ++gateAsks > 2; }, [] { return std::nullopt; }));
-  check.start("photo editor", "us");
-  const auto& summary = summaryOf(check);
+  start(*check, "photo editor", "us");
+  const auto& summary = summaryOf(*check);
   EXPECT_TRUE(summary.halted);
   EXPECT_EQ(summary.probesAsked, 1);
   EXPECT_EQ(summary.lastFailure, "A measurement is running — store hints wait for it.");
@@ -214,10 +231,10 @@ TEST_F(SignalsCheckTest, ARunThatStartsDuringTheCheckStopsTheProbes) {
 TEST_F(SignalsCheckTest, TooFewKnownRatingCountsGiveNoDifficulty) {
   ratings = {500, std::nullopt, 1200, std::nullopt, 4000, -3, 700, std::nullopt};
   auto check = make();
-  check.start("photo editor", "us");
-  EXPECT_TRUE(summaryOf(check).ladderFetched);
-  EXPECT_FALSE(check.signals()->difficulty);
-  EXPECT_FALSE(check.signals()->difficultyAsOf);
+  start(*check, "photo editor", "us");
+  EXPECT_TRUE(summaryOf(*check).ladderFetched);
+  EXPECT_FALSE(check->signals()->difficulty);
+  EXPECT_FALSE(check->signals()->difficultyAsOf);
 }
 
 TEST_F(SignalsCheckTest, AFailedSearchFallsBackToASavedSearchOfTheWeek) {
@@ -226,18 +243,64 @@ TEST_F(SignalsCheckTest, AFailedSearchFallsBackToASavedSearchOfTheWeek) {
                                                          "discover", clock.wallNow() - 24h * 7});
   searchFault = std::make_exception_ptr(asokit::TransportError("offline"));
   auto check = make();
-  check.start("photo editor", "us");
-  ASSERT_TRUE(check.signals()->difficulty);
-  EXPECT_EQ(check.signals()->difficultyAsOf, clock.wallNow() - 24h * 7);
+  start(*check, "photo editor", "us");
+  ASSERT_TRUE(check->signals()->difficulty);
+  EXPECT_EQ(check->signals()->difficultyAsOf, clock.wallNow() - 24h * 7);
 }
 
 TEST_F(SignalsCheckTest, AFailedSaveIsToldAndTheSignalsStillShow) {
   store->database().exec("CREATE TRIGGER refuse BEFORE INSERT ON HintProbe BEGIN SELECT RAISE(ABORT, 'disk'); END");
   auto check = make();
-  check.start("photo editor", "us");
-  ASSERT_TRUE(check.saveFailure());
-  EXPECT_EQ(check.saveFailure()->rfind("the results could not be saved: ", 0), 0u) << *check.saveFailure();
-  EXPECT_EQ(check.signals()->reach.letters, 8);
+  start(*check, "photo editor", "us");
+  ASSERT_TRUE(check->saveFailure());
+  EXPECT_EQ(check->saveFailure()->rfind("the results could not be saved: ", 0), 0u) << *check->saveFailure();
+  EXPECT_EQ(check->signals()->reach.letters, 8);
+}
+
+TEST_F(SignalsCheckTest, TheMainThreadKeepsTurningWhileTheSearchIsInFlight) {
+  holding = true;
+  auto check = make();
+  ASSERT_EQ(check->start("photo editor", "us"), SignalsCheck::Start::started);
+  held.waitForArrivals(1);
+  EXPECT_TRUE(std::holds_alternative<SignalsCheck::Running>(check->phase()));
+  EXPECT_EQ(check->target(), "photo editor");
+  EXPECT_EQ(store->ladders().count(), 0) << "the answer is kept on the main thread, once it is there";
+  held.release();
+  queue.runUntil([&] { return !std::holds_alternative<SignalsCheck::Running>(check->phase()); });
+  EXPECT_TRUE(summaryOf(*check).ladderFetched);
+  EXPECT_EQ(check->signals()->reach.letters, 8);
+  EXPECT_EQ(store::LadderWriter(*store).savedFor("photo editor", "us").size(), 1u);
+}
+
+TEST_F(SignalsCheckTest, ANewerCheckWinsOverOneStillInFlight) {
+  holding = true;
+  auto check = make();
+  check->start("photo editor", "us");
+  held.waitForArrivals(1);
+  check->start("collage maker", "us");
+  held.waitForArrivals(2);
+  held.release(2);
+  queue.runUntil([&] { return !std::holds_alternative<SignalsCheck::Running>(check->phase()); });
+  queue.drain();
+  EXPECT_EQ(check->target(), "collage maker");
+  EXPECT_EQ(check->signals()->keyword, "collage maker");
+  EXPECT_TRUE(store::LadderWriter(*store).savedFor("photo editor", "us").empty()) << "the older answer was dropped";
+  EXPECT_EQ(store::LadderWriter(*store).savedFor("collage maker", "us").size(), 1u);
+  for (const auto& prefix : hints.asks) {
+    EXPECT_EQ(prefix.rfind("co", 0), 0u) << prefix << " was probed for the older check";
+  }
+}
+
+TEST_F(SignalsCheckTest, DestroyingTheCheckMidRequestStopsItAndWritesNothing) {
+  holding = true;
+  auto check = make();
+  check->start("photo editor", "us");
+  held.waitForArrivals(1);
+  check.reset();
+  queue.drain();
+  EXPECT_EQ(store->ladders().count(), 0);
+  EXPECT_EQ(store->probes().count(), 0);
+  EXPECT_TRUE(hints.asks.empty());
 }
 
 struct KeywordShapeCase {
@@ -252,12 +315,12 @@ class SignalsKeywordShapeTest : public SignalsCheckTest, public ::testing::WithP
 TEST_P(SignalsKeywordShapeTest, HandlesOddKeywords) {
   hints = FakeHints(GetParam().keyword, 0);  // listed at every prefix
   auto check = make();
-  EXPECT_EQ(check.start(GetParam().keyword, "us"), GetParam().start);
+  EXPECT_EQ(start(*check, GetParam().keyword, "us"), GetParam().start);
   if (GetParam().start != SignalsCheck::Start::started) {
     EXPECT_EQ(searches, 0);
     return;
   }
-  EXPECT_EQ(check.signals()->reach.letters, GetParam().letters);
+  EXPECT_EQ(check->signals()->reach.letters, GetParam().letters);
   EXPECT_LE(hints.asks.size(), 5u);
 }
 
