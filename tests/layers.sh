@@ -8,7 +8,7 @@ cd "$root" || exit 2
 status=0
 qt='#include *[<"](Q[A-Za-z]+|qt[a-z]*/|Qt[A-Za-z]+/)'
 kit='#include *[<"](sqlite|SQLiteCpp|unicode/|date/tz)'
-for dir in AsoKit app/store app/measure app/research app/shell app/cli; do
+for dir in AsoKit app/base app/store app/measure app/research app/shell app/cli; do
   [ -d "$dir" ] || continue
   if hits=$(grep -rnE "$qt" "$dir" --include='*.h' --include='*.cpp'); then
     echo "Qt is included outside app/gui:"; echo "$hits"; status=1

@@ -4,11 +4,11 @@
 #include <CLI/CLI.hpp>
 #include <stop_token>
 
+#include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/measure_output.h"
 #include "app/cli/output.h"
-#include "app/measure/main_queue.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/measurement_runner.h"
 #include "app/measure/run_notification.h"
@@ -70,16 +70,19 @@ void runMeasure(Context& context) {
   auto& store = context.store();
   auto& client = context.client();
   const auto calendar = userZonedCalendar();
-  measure::LoopQueue queue;
+  base::LoopQueue queue;
   const research::MeasurementPresence presence(asokit::SharedPacingFile::defaultDirectory());
   measure::MeasurementRunner runner({queue, client, store, context.wall(), context.monotonic(), calendar, &presence});
 
   std::optional<RunReport> report;
-  runner.setOnReport([&](const RunReport& finished, const std::vector<store::TrackedQuery>&) { report = finished; });
+  const auto reported = runner.reports().subscribe(
+      [&](const RunReport& finished, const std::vector<store::TrackedQuery>&) { report = finished; });
   const bool showProgress = context.stderrIsTerminal();
   std::int64_t total = 0;
+  base::Subscription progressShown;
   if (showProgress) {
-    runner.setOnProgress([&](const measure::CompletedRequest& request) { printProgress(context, request, total); });
+    progressShown = runner.progress().subscribe(
+        [&](const measure::CompletedRequest& request) { printProgress(context, request, total); });
   }
 
   const auto queries = store.queries().measurable();

@@ -56,16 +56,19 @@ AppServices::AppServices(Parts parts)
   runner_ = std::make_unique<measure::MeasurementRunner>(
       measure::MeasurementRunner::Services{queue_, *client_, *store_, wall_, monotonic_, calendar_, presence_.get()});
   notifier_ = std::make_unique<measure::TovraNotifier>(queue_, *settings_, std::move(parts.makeCenter));
-  runner_->setOnChange([this] { emit signals_.changed(); });
-  runner_->setOnProgress([this](const measure::CompletedRequest&) { emit signals_.progressed(); });
-  runner_->setOnReport([this](const measure::RunReport& report, const std::vector<store::TrackedQuery>& queries) {
-    notifier_->handle(report, queries);
-    emit signals_.reported();
-  });
+  subscriptions_.push_back(runner_->changes().subscribe([this] { emit signals_.changed(); }));
+  subscriptions_.push_back(
+      runner_->progress().subscribe([this](const measure::CompletedRequest&) { emit signals_.progressed(); }));
+  subscriptions_.push_back(runner_->reports().subscribe(
+      [this](const measure::RunReport& report, const std::vector<store::TrackedQuery>& queries) {
+        notifier_->handle(report, queries);
+        emit signals_.reported();
+      }));
 }
 
 // The runner goes first: quitting during a run cancels its request and saves nothing of it.
 AppServices::~AppServices() {
+  subscriptions_.clear();
   runner_.reset();
   notifier_.reset();
 }

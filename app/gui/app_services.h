@@ -8,6 +8,7 @@
 #include "AsoKit/aso_client.h"
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
+#include "app/base/observable.h"
 #include "app/gui/qt_main_queue.h"
 #include "app/gui/qt_settings.h"
 #include "app/measure/measurement_runner.h"
@@ -56,7 +57,7 @@ class AppServices final {
   const std::optional<store::StoreOpenNotice>& notice() const { return notice_; }
   const std::filesystem::path& dataDir() const { return dataDir_; }
   QtSettingsStore& settings() { return *settings_; }
-  measure::MainQueue& queue() { return queue_; }
+  base::MainQueue& queue() { return queue_; }
   asokit::AsoClient& client() { return *client_; }
   measure::MeasurementRunner& runner() { return *runner_; }
   measure::TovraNotifier& notifier() { return *notifier_; }
@@ -82,6 +83,7 @@ class AppServices final {
   RunnerSignals signals_;
   std::unique_ptr<measure::MeasurementRunner> runner_;
   std::unique_ptr<measure::TovraNotifier> notifier_;
+  std::vector<base::Subscription> subscriptions_;
 };
 
 // The user's calendar, else UTC on a system whose zone cannot be found.

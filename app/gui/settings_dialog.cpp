@@ -120,14 +120,12 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   connect(notifications_, &QCheckBox::toggled, this, [this](bool on) { services_.notifier().setEnabled(on); });
   connect(export_, &QPushButton::clicked, this, &SettingsDialog::chooseExportFile);
   connect(deleteAll_, &QPushButton::clicked, this, &SettingsDialog::deleteEverything);
-  services_.notifier().setOnChange([this] { render(); });
+  notifierChanges_ = services_.notifier().changes().subscribe([this] { render(); });
   services_.notifier().refreshAvailability();
   render();
 }
 
-SettingsDialog::~SettingsDialog() {
-  services_.notifier().setOnChange(nullptr);
-}
+SettingsDialog::~SettingsDialog() = default;
 
 void SettingsDialog::render() {
   auto& notifier = services_.notifier();

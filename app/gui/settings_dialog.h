@@ -2,6 +2,8 @@
 
 #include <QDialog>
 
+#include "app/base/observable.h"
+
 class QCheckBox;
 class QLabel;
 class QPushButton;
@@ -50,6 +52,7 @@ class SettingsDialog final : public QDialog {
   QLabel* exportStatus_;
   QPushButton* deleteAll_;
   bool exporting_ = false;
+  base::Subscription notifierChanges_;
 };
 
 // The notifier's state beside the switch: the availability, the last error and whether it is asking.

@@ -137,9 +137,7 @@ void MeasurementRunner::progressed(const asokit::RankProgress& progress) {
   }
   live_->completedRequests = progress.completedRequests;
   live_->done.push_back({progress.completedRequests, {progress.country, progress.keyword}, progress.succeeded});
-  if (onProgress_) {
-    onProgress_(live_->done.back());
-  }
+  progress_.notify(live_->done.back());
   changed();
 }
 
@@ -157,14 +155,12 @@ void MeasurementRunner::finish(asokit::BatchOutcome outcome) {
 
   report_ = finishRun(services_.store, services_.calendar, entries, outcome, startedAt, finishedAt);
   changed();
-  if (onReport_) {
-    std::vector<store::TrackedQuery> queries;
-    queries.reserve(entries.size());
-    for (const auto& entry : entries) {
-      queries.push_back(entry.query);
-    }
-    onReport_(*report_, queries);
+  std::vector<store::TrackedQuery> queries;
+  queries.reserve(entries.size());
+  for (const auto& entry : entries) {
+    queries.push_back(entry.query);
   }
+  reports_.notify(*report_, queries);
   if (outcome.halted) {
     startCooldown();
   }
@@ -214,9 +210,7 @@ void MeasurementRunner::startTicker() {
 }
 
 void MeasurementRunner::changed() {
-  if (onChange_) {
-    onChange_();
-  }
+  changes_.notify();
 }
 
 }  // namespace tovra::measure

@@ -10,7 +10,8 @@
 #include "AsoKit/aso_client.h"
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
-#include "app/measure/main_queue.h"
+#include "app/base/main_queue.h"
+#include "app/base/observable.h"
 #include "app/measure/run_plan.h"
 #include "app/measure/run_report.h"
 #include "app/research/measurement_presence.h"
@@ -33,7 +34,7 @@ class MeasurementRunner final {
   static constexpr std::chrono::seconds kCooldown{900};
 
   struct Services {
-    MainQueue& queue;  // must outlive the runner
+    base::MainQueue& queue;  // must outlive the runner
     asokit::AsoClient& client;
     store::Store& store;
     asokit::WallClock& wall;
@@ -44,8 +45,6 @@ class MeasurementRunner final {
   };
 
   enum class StartResult { started, alreadyLive, runningElsewhere, coolingDown, nothingToMeasure };
-
-  using ReportCallback = std::function<void(const RunReport&, const std::vector<store::TrackedQuery>&)>;
 
   explicit MeasurementRunner(Services services);
   // Quitting during a run abandons it: the request in flight is cancelled and nothing of it is saved.
@@ -70,12 +69,12 @@ class MeasurementRunner final {
   // coming back into sight may call it too.
   void refreshCooldown();
 
-  // Called once per finished run with the report and the run's queries.
-  void setOnReport(ReportCallback callback) { onReport_ = std::move(callback); }
-  // Called after every change of live(), report() or cooldownSecondsLeft().
-  void setOnChange(std::function<void()> callback) { onChange_ = std::move(callback); }
-  // Called for each finished request of the live run, after live() took it.
-  void setOnProgress(std::function<void(const CompletedRequest&)> callback) { onProgress_ = std::move(callback); }
+  // Once per finished run, with the report and the run's queries.
+  const base::Observable<RunReport, std::vector<store::TrackedQuery>>& reports() const { return reports_; }
+  // After every change of live(), report() or cooldownSecondsLeft().
+  const base::Observable<>& changes() const { return changes_; }
+  // For each finished request of the live run, after live() took it.
+  const base::Observable<CompletedRequest>& progress() const { return progress_; }
 
  private:
   struct Token {
@@ -96,9 +95,9 @@ class MeasurementRunner final {
   std::shared_ptr<StopFlag> stopFlag_;
   std::vector<RunEntry> entries_;
   std::unique_ptr<research::MeasurementPresence::Hold> presenceHold_;
-  ReportCallback onReport_;
-  std::function<void()> onChange_;
-  std::function<void(const CompletedRequest&)> onProgress_;
+  base::Observable<RunReport, std::vector<store::TrackedQuery>> reports_;
+  base::Observable<> changes_;
+  base::Observable<CompletedRequest> progress_;
   std::jthread worker_;
   std::jthread ticker_;
 };

@@ -11,6 +11,7 @@ TodayBoard::TodayBoard(store::Store& store, const asokit::Calendar& calendar, as
 void TodayBoard::refresh() {
   queue_ = buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange)),
                            calendar_, queue_.undoableMark);
+  changes_.notify();
 }
 
 const TodayRow* TodayBoard::row(std::int64_t id) const {

@@ -5,6 +5,7 @@
 
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
+#include "app/base/observable.h"
 #include "app/measure/today_queue.h"
 
 namespace tovra::store {
@@ -22,6 +23,8 @@ class TodayBoard final {
   const TodayQueue& queue() const { return queue_; }
   // Re-reads the queue (after a run, or when another process wrote to the store). Throws StoreError.
   void refresh();
+  // After every re-read of the queue, which each mark and each taken-back mark ends with.
+  const base::Observable<>& changes() const { return changes_; }
 
   // The row of a keyword, wherever it is listed; none when the keyword has no reading.
   const TodayRow* row(std::int64_t id) const;
@@ -39,6 +42,7 @@ class TodayBoard final {
   const asokit::Calendar& calendar_;
   asokit::WallClock& wall_;
   TodayQueue queue_;
+  base::Observable<> changes_;
 };
 
 }  // namespace tovra::measure

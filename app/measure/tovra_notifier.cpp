@@ -2,7 +2,7 @@
 
 namespace tovra::measure {
 
-TovraNotifier::TovraNotifier(MainQueue& queue, SettingsStore& settings, CenterFactory makeCenter)
+TovraNotifier::TovraNotifier(base::MainQueue& queue, SettingsStore& settings, CenterFactory makeCenter)
     : queue_(queue),
       settings_(settings),
       makeCenter_(std::move(makeCenter)),
@@ -126,9 +126,7 @@ void TovraNotifier::post(const NotificationContent& content) {
 }
 
 void TovraNotifier::changed() {
-  if (onChange_) {
-    onChange_();
-  }
+  changes_.notify();
 }
 
 }  // namespace tovra::measure

@@ -7,7 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "app/measure/main_queue.h"
+#include "app/base/main_queue.h"
+#include "app/base/observable.h"
 #include "app/measure/run_notification.h"
 #include "app/measure/run_report.h"
 #include "app/store/records.h"
@@ -56,7 +57,7 @@ class TovraNotifier final {
   // Makes the center on the main thread, on first use; none means notifications cannot be used here.
   using CenterFactory = std::function<std::unique_ptr<NotificationCentering>()>;
 
-  TovraNotifier(MainQueue& queue, SettingsStore& settings, CenterFactory makeCenter);
+  TovraNotifier(base::MainQueue& queue, SettingsStore& settings, CenterFactory makeCenter);
   ~TovraNotifier();
   TovraNotifier(const TovraNotifier&) = delete;
   TovraNotifier& operator=(const TovraNotifier&) = delete;
@@ -75,8 +76,8 @@ class TovraNotifier final {
   // The runner's report callback: posts the run's end when the switch is on and permission granted.
   void handle(const RunReport& report, const std::vector<store::TrackedQuery>& queries);
 
-  // Called after every change of the observable state.
-  void setOnChange(std::function<void()> callback) { onChange_ = std::move(callback); }
+  // After every change of the observable state.
+  const base::Observable<>& changes() const { return changes_; }
 
  private:
   struct Token {
@@ -89,7 +90,7 @@ class TovraNotifier final {
   template <class F>
   auto onMain(F apply);
 
-  MainQueue& queue_;
+  base::MainQueue& queue_;
   SettingsStore& settings_;
   CenterFactory makeCenter_;
   std::unique_ptr<NotificationCentering> centerStorage_;
@@ -99,7 +100,7 @@ class TovraNotifier final {
   bool isRequesting_ = false;
   std::optional<std::string> lastErrorDetail_;
   std::optional<NotificationContent> waitingForPermission_;
-  std::function<void()> onChange_;
+  base::Observable<> changes_;
   std::shared_ptr<Token> token_;
 };
 

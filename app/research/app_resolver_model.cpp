@@ -30,11 +30,6 @@ ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLooku
 AppResolverModel::AppResolverModel(ResolverLookup lookup, ResolverSearch search, ResolverPrefetchIcons prefetchIcons)
     : lookup_(std::move(lookup)), search_(std::move(search)), prefetchIcons_(std::move(prefetchIcons)) {}
 
-void AppResolverModel::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
 void AppResolverModel::resolve(std::string_view raw, std::string_view country) {
   const auto request = begin(raw, country);
   if (!request) {
@@ -188,10 +183,8 @@ std::optional<std::string> AppResolverModel::noMatchText() const {
   return std::string(resolverText::kNoMatchPrefix) + countryDisplayName(resolved_->country);
 }
 
-void AppResolverModel::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void AppResolverModel::changed() {
+  changes_.notify();
 }
 
 }  // namespace tovra::research

@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "AsoKit/types.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/research/app_resolver_input.h"
 #include "app/research/discovered_app.h"
-#include "app/research/thread_affinity.h"
 
 namespace tovra::research {
 
@@ -63,8 +64,8 @@ using ResolveAnswer = std::variant<std::vector<DiscoveredApp>, ResolveFailure>;
 ResolveAnswer fetchCandidates(const ResolveRequest& request, const ResolverLookup& lookup,
                               const ResolverSearch& search);
 
-// Turns what the user entered into one App Store app. Main thread only; every change goes to the
-// listener. resolve() runs the store request synchronously; a front end that wants it off the main
+// Turns what the user entered into one App Store app. Main thread only; every change goes to its
+// subscribers. resolve() runs the store request synchronously; a front end that wants it off the main
 // thread calls begin(), runs fetchCandidates() elsewhere and hands the answer to finish() back on the
 // main thread (an answer overtaken by a newer resolve is dropped).
 class AppResolverModel final {
@@ -96,7 +97,8 @@ class AppResolverModel final {
 
   AppResolverModel(ResolverLookup lookup, ResolverSearch search, ResolverPrefetchIcons prefetchIcons = {});
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
 
   // Classifies and asks the store; invalid (blank) input does nothing.
   void resolve(std::string_view raw, std::string_view country);
@@ -123,13 +125,13 @@ class AppResolverModel final {
 
  private:
   void autoPick(const AppResolverInput& input, const std::vector<DiscoveredApp>& apps);
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   ResolverLookup lookup_;
   ResolverSearch search_;
   ResolverPrefetchIcons prefetchIcons_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   Phase phase_ = Idle{};
   std::int64_t requestCount_ = 0;
   std::optional<Resolved> resolved_;

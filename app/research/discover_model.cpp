@@ -14,20 +14,13 @@ namespace tovra::research {
 DiscoverModel::DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock)
     : search_(std::move(search)), store_(&store), clock_(&clock) {}
 
-void DiscoverModel::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
 void DiscoverModel::setOnForbidden(std::function<void()> onForbidden) {
   thread_.check();
   onForbidden_ = std::move(onForbidden);
 }
 
-void DiscoverModel::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void DiscoverModel::changed() {
+  changes_.notify();
 }
 
 void DiscoverModel::setTerm(std::string term) {

@@ -10,10 +10,11 @@
 
 #include "AsoKit/clock.h"
 #include "AsoKit/types.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/research/discovered_app.h"
 #include "app/research/keep_term.h"
 #include "app/research/signals_check.h"
-#include "app/research/thread_affinity.h"
 #include "app/research/track_draft.h"
 #include "app/store/watchlist_writer.h"
 
@@ -38,13 +39,14 @@ inline constexpr std::string_view kDiscoverLadderSource = "discover";
 
 // Searches the App Store for a term and shows its own results in its own order, with no score of
 // Tovra's own. Every search is kept as a saved search of the term and country. From a row the user opens
-// a track draft, or keeps the term in a research space. Main thread only; every change goes to the
-// listener.
+// a track draft, or keeps the term in a research space. Main thread only; every change goes to its
+// subscribers.
 class DiscoverModel final {
  public:
   DiscoverModel(SignalsSearch search, store::Store& store, const asokit::WallClock& clock);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
   // Called when the store refuses the client (HTTP 403 after retries), so that the caller starts the hold.
   void setOnForbidden(std::function<void()> onForbidden);
 
@@ -87,13 +89,13 @@ class DiscoverModel final {
   KeptTerm keepInSpace(store::WatchlistWriter& writer, const store::ResearchSpace& space) const;
 
  private:
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   SignalsSearch search_;
   store::Store* store_;
   const asokit::WallClock* clock_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   std::function<void()> onForbidden_;
   std::string term_;
   std::string country_;

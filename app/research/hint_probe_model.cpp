@@ -41,20 +41,13 @@ HintProbeModel::HintProbeModel(HintsAsk ask, store::HintProbeStore& probes, Requ
                                const asokit::WallClock& clock, const asokit::Calendar& calendar)
     : ask_(std::move(ask)), probes_(&probes), gate_(std::move(gate)), clock_(&clock), calendar_(&calendar) {}
 
-void HintProbeModel::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
 void HintProbeModel::setOnForbidden(std::function<void()> onForbidden) {
   thread_.check();
   onForbidden_ = std::move(onForbidden);
 }
 
-void HintProbeModel::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void HintProbeModel::changed() {
+  changes_.notify();
 }
 
 void HintProbeModel::ask(const std::string& prefix, const std::string& country) {

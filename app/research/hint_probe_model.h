@@ -9,8 +9,9 @@
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
 #include "AsoKit/types.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/research/request_gate.h"
-#include "app/research/thread_affinity.h"
 
 namespace tovra::store {
 class HintProbeStore;
@@ -55,7 +56,7 @@ ProbeAnswer probePrefix(const std::string& prefix, const std::string& country, c
 
 // The hint panel: asks for one prefix at a time, says when the answer came from the store, and keeps a
 // trail of what was asked. Waits (asks nothing) while a measurement runs or the store holds requests.
-// Main thread only; every change goes to the listener.
+// Main thread only; every change goes to its subscribers.
 class HintProbeModel final {
  public:
   struct HintStep {
@@ -67,7 +68,8 @@ class HintProbeModel final {
   HintProbeModel(HintsAsk ask, store::HintProbeStore& probes, RequestGate gate, const asokit::WallClock& clock,
                  const asokit::Calendar& calendar);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
   // Called when the store refuses the client (HTTP 403 after retries), so that the caller starts the hold.
   void setOnForbidden(std::function<void()> onForbidden);
 
@@ -87,15 +89,15 @@ class HintProbeModel final {
   bool refused() const { return refused_; }
 
  private:
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   HintsAsk ask_;
   store::HintProbeStore* probes_;
   RequestGate gate_;
   const asokit::WallClock* clock_;
   const asokit::Calendar* calendar_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   std::function<void()> onForbidden_;
   bool isProbing_ = false;
   std::optional<asokit::HintsOutcome> outcome_;

@@ -16,15 +16,8 @@ KeywordCheckModel::KeywordCheckModel(Rank rank, RunActive runActive, CooldownLef
       cooldownLeft_(std::move(cooldownLeft)),
       track_(std::move(track)) {}
 
-void KeywordCheckModel::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
-void KeywordCheckModel::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void KeywordCheckModel::changed() {
+  changes_.notify();
 }
 
 std::optional<std::string_view> KeywordCheckModel::unavailableReason() const {

@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "AsoKit/types.h"
-#include "app/research/thread_affinity.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/store/records.h"
 
 namespace tovra::research {
@@ -39,7 +40,7 @@ struct KeywordCheckRequest {
 };
 
 // Measures one keyword for one app with a single store request, without tracking it, and offers to track
-// it afterwards. Main thread only; every change goes to the listener.
+// it afterwards. Main thread only; every change goes to its subscribers.
 class KeywordCheckModel final {
  public:
   struct Idle {
@@ -87,7 +88,8 @@ class KeywordCheckModel final {
 
   KeywordCheckModel(Rank rank, RunActive runActive, CooldownLeft cooldownLeft, Track track);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
 
   // Why a check cannot be made now (the hold first, then a run); none when it can.
   std::optional<std::string_view> unavailableReason() const;
@@ -108,14 +110,14 @@ class KeywordCheckModel final {
   static std::optional<std::string> text(const Phase& phase);
 
  private:
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   Rank rank_;
   RunActive runActive_;
   CooldownLeft cooldownLeft_;
   Track track_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   Phase phase_ = Idle{};
   std::optional<KeywordCheckRequest> request_;
 };

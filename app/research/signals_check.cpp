@@ -18,20 +18,13 @@ SignalsCheck::SignalsCheck(SignalsSearch search, HintsAsk hints, store::Store& s
       clock_(&clock),
       calendar_(&calendar) {}
 
-void SignalsCheck::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
 void SignalsCheck::setOnForbidden(std::function<void()> onForbidden) {
   thread_.check();
   onForbidden_ = std::move(onForbidden);
 }
 
-void SignalsCheck::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void SignalsCheck::changed() {
+  changes_.notify();
 }
 
 bool SignalsCheck::failedRequest(const std::exception& error, Summary& summary, asokit::FailureGuard& guard) {

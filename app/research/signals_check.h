@@ -12,10 +12,11 @@
 #include "AsoKit/clock.h"
 #include "AsoKit/rate_limiter.h"
 #include "AsoKit/types.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/research/hint_probe_model.h"
 #include "app/research/keyword_signals.h"
 #include "app/research/request_gate.h"
-#include "app/research/thread_affinity.h"
 
 namespace tovra::store {
 class Store;
@@ -34,7 +35,7 @@ inline constexpr std::string_view kSignalsLadderSource = "signals";
 // search) and at most five hint probes, bisecting the prefix lengths for the reach (each served from
 // today's stored probe when there is one, and kept otherwise). Failures are counted, not fatal; a refusal
 // by the store, or three failures in a row, stops the check and calls onForbidden. Main thread only;
-// every change goes to the listener.
+// every change goes to its subscribers.
 class SignalsCheck final {
  public:
   struct Summary {
@@ -77,7 +78,8 @@ class SignalsCheck final {
   SignalsCheck(SignalsSearch search, HintsAsk hints, store::Store& store, RequestGate gate,
                const asokit::WallClock& clock, const asokit::Calendar& calendar);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
   void setOnForbidden(std::function<void()> onForbidden);
 
   // Runs the whole check. asokit::Cancelled passes through and leaves the check idle.
@@ -94,16 +96,16 @@ class SignalsCheck final {
  private:
   // Records a failed request; true when the check must stop.
   bool failedRequest(const std::exception& error, Summary& summary, asokit::FailureGuard& guard);
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   SignalsSearch search_;
   HintsAsk hints_;
   store::Store* store_;
   RequestGate gate_;
   const asokit::WallClock* clock_;
   const asokit::Calendar* calendar_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   std::function<void()> onForbidden_;
   std::optional<std::string> target_;
   Phase phase_ = Idle{};

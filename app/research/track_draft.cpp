@@ -25,11 +25,6 @@ TrackDraft::TrackDraft(DiscoveredApp app, bool isAlreadyTracked, std::unordered_
   }
 }
 
-void TrackDraft::setListener(std::function<void()> listener) {
-  assertMainThread();
-  listener_ = std::move(listener);
-}
-
 const DiscoveredApp& TrackDraft::app() const {
   assertMainThread();
   return app_;
@@ -168,10 +163,8 @@ std::optional<std::string_view> TrackDraft::trackedNote() const {
   return trackText::kAlreadyTracked;
 }
 
-void TrackDraft::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void TrackDraft::changed() {
+  changes_.notify();
 }
 
 }  // namespace tovra::research

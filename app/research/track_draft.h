@@ -9,10 +9,11 @@
 #include <vector>
 
 #include "AsoKit/clock.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/research/discovered_app.h"
 #include "app/research/keyword_commit.h"
 #include "app/research/keyword_draft.h"
-#include "app/research/thread_affinity.h"
 
 namespace tovra::research {
 
@@ -29,7 +30,7 @@ inline constexpr std::string_view kAlreadyTracked = "already tracked · adding k
 }  // namespace trackText
 
 // The track panel's draft: one discovered app, the keywords to track it for, and the ownership claim.
-// Lives on the main thread while the panel is open; every change is published to the listener.
+// Lives on the main thread while the panel is open; every change is published to its subscribers.
 class TrackDraft final {
  public:
   // `existingQueries` holds queryKey(keyword, country) of every keyword-and-country pair already measured.
@@ -38,7 +39,8 @@ class TrackDraft final {
   TrackDraft(DiscoveredApp app, bool isAlreadyTracked, std::unordered_set<std::string> existingQueries,
              std::optional<std::string> foundFor, const asokit::MonotonicClock& clock);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
 
   const DiscoveredApp& app() const;
   bool isAlreadyTracked() const;
@@ -72,11 +74,11 @@ class TrackDraft final {
 
  private:
   void assertMainThread() const { thread_.check(); }
-  void changed() const;
+  void changed();
 
-  ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   const asokit::MonotonicClock* clock_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   DiscoveredApp app_;
   bool isAlreadyTracked_;
   std::unordered_set<std::string> existingQueries_;

@@ -2,6 +2,7 @@
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -80,9 +81,20 @@ void checkHeader(const std::filesystem::path& file) {
 }  // namespace
 
 Store::Store(std::unique_ptr<SQLite::Database> database, std::optional<std::filesystem::path> file)
-    : database_(std::move(database)), file_(std::move(file)) {}
+    : database_(std::move(database)), file_(std::move(file)) {
+  // Every commit of this connection passes here, whether a Transaction or a single statement made it;
+  // SQLite calls the hook only for transactions that wrote.
+  sqlite3_commit_hook(
+      database_->getHandle(),
+      [](void* store) {
+        ++static_cast<Store*>(store)->commitCount_;
+        return 0;
+      },
+      this);
+}
 
 Store::~Store() {
+  sqlite3_commit_hook(database_->getHandle(), nullptr, nullptr);
   statements_.clear();
   database_.reset();
 }

@@ -41,6 +41,8 @@ class Store final {
   const std::optional<std::filesystem::path>& file() const { return file_; }
   // Changes when another connection commits, so a view can tell that it must re-read.
   std::int64_t dataVersion();
+  // How many write transactions this connection has committed, which dataVersion() does not count.
+  std::int64_t commitCount() const { return commitCount_; }
   bool inTransaction() const { return transactionDepth_ > 0; }
 
   Apps apps() { return Apps(*this); }
@@ -75,6 +77,7 @@ class Store final {
   std::optional<std::filesystem::path> file_;
   std::unordered_map<std::string, CachedStatement> statements_;
   int transactionDepth_ = 0;
+  std::int64_t commitCount_ = 0;
 };
 
 }  // namespace tovra::store

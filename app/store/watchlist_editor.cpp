@@ -10,11 +10,6 @@ std::string saveFailureText(const StoreError& error) {
 
 WatchlistEditor::WatchlistEditor(Store& store, WatchlistWriter& writer) : store_(&store), writer_(&writer) {}
 
-void WatchlistEditor::setListener(std::function<void()> listener) {
-  thread_.check();
-  listener_ = std::move(listener);
-}
-
 const std::optional<DeletionPlan>& WatchlistEditor::pendingDeletion() const {
   thread_.check();
   return pendingDeletion_;
@@ -128,10 +123,8 @@ bool WatchlistEditor::attempt(const std::function<void()>& edit) {
   return true;
 }
 
-void WatchlistEditor::changed() const {
-  if (listener_) {
-    listener_();
-  }
+void WatchlistEditor::changed() {
+  changes_.notify();
 }
 
 }  // namespace tovra::store

@@ -5,7 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "app/research/thread_affinity.h"
+#include "app/base/observable.h"
+#include "app/base/thread_affinity.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/records.h"
 #include "app/store/watchlist_writer.h"
@@ -25,12 +26,13 @@ std::string saveFailureText(const StoreError& error);
 // failure line under the board. Every change goes through the writer or StoreDeletion; a refused edit
 // shows its own text in the failure line, a failed save "Tovra could not save this change" with the
 // store's words, and the board (or the command line) goes on. Main thread only; every change of the
-// state goes to the listener.
+// state goes to its subscribers.
 class WatchlistEditor final {
  public:
   WatchlistEditor(Store& store, WatchlistWriter& writer);
 
-  void setListener(std::function<void()> listener);
+  // Tells every subscriber after each change of what the model shows.
+  const base::Observable<>& changes() const { return changes_; }
 
   const std::optional<DeletionPlan>& pendingDeletion() const;
   const std::optional<ResearchSpace>& renaming() const;
@@ -60,12 +62,12 @@ class WatchlistEditor final {
 
  private:
   bool attempt(const std::function<void()>& edit);
-  void changed() const;
+  void changed();
 
-  research::ThreadAffinity thread_;
+  base::ThreadAffinity thread_;
   Store* store_;
   WatchlistWriter* writer_;
-  std::function<void()> listener_;
+  base::Observable<> changes_;
   std::optional<DeletionPlan> pendingDeletion_;
   std::optional<ResearchSpace> renaming_;
   bool isRenaming_ = false;

@@ -11,9 +11,11 @@
 
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
-#include "app/measure/main_queue.h"
+#include "support/manual_queue.h"
 
 namespace tovra::measure::testing {
+
+using ManualQueue = tovra::testing::ManualQueue;
 
 // A search answer listing the ids in store order.
 std::string searchAnswer(const std::vector<std::string>& ids);
@@ -45,22 +47,6 @@ class ScriptedStore final : public asokit::HTTPTransport {
   std::map<std::string, std::vector<std::string>> answers_;
   std::int64_t failStatus_ = 0;
   std::vector<Request> requests_;
-};
-
-// The main-thread queue of a test: tasks posted from any thread wait until the test runs them.
-class ManualQueue final : public MainQueue {
- public:
-  void post(std::function<void()> task) override;
-  // Runs the tasks queued now; returns how many ran.
-  int drain();
-  // Runs tasks as they come until `done` holds; fails the test after a real-time safety limit.
-  void runUntil(const std::function<bool()>& done);
-  std::size_t pending() const;
-
- private:
-  mutable std::mutex mutex_;
-  std::condition_variable ready_;
-  std::deque<std::function<void()>> tasks_;
 };
 
 // A monotonic clock for a ticker that must never tick by itself: its sleeps end only when stopped.

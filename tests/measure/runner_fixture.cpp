@@ -5,11 +5,13 @@ namespace tovra::measure::testing {
 Rig::Rig(asokit::WallTime start, const std::string& zone) : clock(start), calendar(zone) {
   runner = std::make_unique<MeasurementRunner>(
       MeasurementRunner::Services{queue, client, *store, clock.wall(), ticker, calendar});
-  runner->setOnReport([this](const RunReport& report, const std::vector<store::TrackedQuery>& queries) {
-    reports.push_back(report);
-    reportedQueries = queries;
-  });
-  runner->setOnProgress([this](const CompletedRequest& request) { progress.push_back(request); });
+  subscriptions.push_back(
+      runner->reports().subscribe([this](const RunReport& report, const std::vector<store::TrackedQuery>& queries) {
+        reports.push_back(report);
+        reportedQueries = queries;
+      }));
+  subscriptions.push_back(
+      runner->progress().subscribe([this](const CompletedRequest& request) { progress.push_back(request); }));
 }
 
 Rig::~Rig() {

@@ -38,6 +38,7 @@ struct Rig {
   std::vector<RunReport> reports;
   std::vector<store::TrackedQuery> reportedQueries;
   std::vector<CompletedRequest> progress;
+  std::vector<base::Subscription> subscriptions;
 };
 
 }  // namespace tovra::measure::testing

@@ -222,5 +222,19 @@ TEST_F(TodayBoardTest, AMarkOfAnEarlierDayDoesNotReviewTodaysReading) {
   EXPECT_EQ(keywordsOf(board.queue().reviewed), (std::vector<std::string>{"photo editor"}));
 }
 
+TEST_F(TodayBoardTest, EveryViewHearsEachChangeAfterTheQueueHoldsIt) {
+  TodayBoard board(*store, calendar, clock.wall());
+  std::vector<std::vector<std::string>> seenByList;
+  int seenByBadge = 0;
+  const auto list = board.changes().subscribe([&] { seenByList.push_back(keywordsOf(board.queue().reviewed)); });
+  const auto badge = board.changes().subscribe([&] { ++seenByBadge; });
+  board.refresh();
+  ASSERT_TRUE(board.review(dropping.rowId.value));
+  EXPECT_FALSE(board.review(fresh.rowId.value));  // nothing changed, nothing told
+  ASSERT_TRUE(board.undo());
+  EXPECT_EQ(seenByList, (std::vector<std::vector<std::string>>{{}, {"photo editor"}, {}}));
+  EXPECT_EQ(seenByBadge, 3);
+}
+
 }  // namespace
 }  // namespace tovra::measure

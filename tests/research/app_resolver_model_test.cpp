@@ -85,7 +85,7 @@ TEST(AppResolverModel, LinkIsLookedUpByItsIdAndTheOneAppIsSelected) {
   store.lookupAnswer = [](const AppResolverInput& input) { return info(input.text, "Lumen Photo"); };
   auto model = store.model();
   std::vector<std::string> phases;
-  model.setListener([&] { phases.push_back(std::to_string(model.phase().index())); });
+  const auto watching = model.changes().subscribe([&] { phases.push_back(std::to_string(model.phase().index())); });
   model.resolve("https://apps.apple.com/us/app/lumen/id1234567890", "DE");
   EXPECT_EQ(store.calls, std::vector<std::string>{"lookup 1234567890 DE"});
   EXPECT_EQ(phases, (std::vector<std::string>{"1", "2"}));  // resolving, then results

@@ -51,7 +51,7 @@ TEST_F(TrackDraftTest, OpensWithTheSearchTermCarriedFromTheSearch) {
 TEST_F(TrackDraftTest, TypingCommitsOnlyAPastedList) {
   auto draft = make();
   int changes = 0;
-  draft.setListener([&] { ++changes; });
+  const auto watching = draft.changes().subscribe([&] { ++changes; });
   draft.setTyping("f");
   draft.setTyping("fi");
   draft.setTyping("fi,");
@@ -124,7 +124,7 @@ TEST_F(TrackDraftTest, RemoveAndOwnershipPublishChanges) {
   auto draft = make("a");
   draft.setTyping("b, c");
   int changes = 0;
-  draft.setListener([&] { ++changes; });
+  const auto watching = draft.changes().subscribe([&] { ++changes; });
   draft.remove(draft.keywords()[1].id);
   EXPECT_EQ(keywordsOf(draft), (std::vector<std::string>{"a/us", "c/us"}));
   draft.setIsMine(true);

@@ -19,11 +19,8 @@ class WatchlistEditorTest : public ::testing::Test {
   WatchlistWriter writer{*store, clock.wall()};
   WatchlistEditor editor{*store, writer};
   int changes = 0;
+  base::Subscription watching = editor.changes().subscribe([this] { ++changes; });
   ResearchSpace space = writer.createSpace(kSpaceId, "Trips");
-
-  void SetUp() override {
-    editor.setListener([this] { ++changes; });
-  }
 };
 
 TEST_F(WatchlistEditorTest, ARenameStartsFromTheCurrentNameAndClosesWhenSaved) {

@@ -1,11 +1,11 @@
-#include "app/research/thread_affinity.h"
+#include "app/base/thread_affinity.h"
 
 #include <cassert>
 
-namespace tovra::research {
+namespace tovra::base {
 
 void ThreadAffinity::check() const {
   assert(std::this_thread::get_id() == owner_);
 }
 
-}  // namespace tovra::research
+}  // namespace tovra::base

@@ -5,7 +5,7 @@
 #include <functional>
 #include <mutex>
 
-namespace tovra::measure {
+namespace tovra::base {
 
 // The front end's main thread, where the store and every observable model live. Work done elsewhere
 // (a batch on its worker thread, a ticker) reaches the models only through it. Qt posts a queued
@@ -32,4 +32,4 @@ class LoopQueue final : public MainQueue {
   std::deque<std::function<void()>> tasks_;
 };
 
-}  // namespace tovra::measure
+}  // namespace tovra::base

@@ -2,7 +2,7 @@
 
 #include <thread>
 
-namespace tovra::research {
+namespace tovra::base {
 
 // Remembers the thread that made an observable model (the main thread) and asserts that every later
 // access comes from it; a model touched from a worker is a wiring fault, caught in debug builds.
@@ -15,4 +15,4 @@ class ThreadAffinity final {
   std::thread::id owner_;
 };
 
-}  // namespace tovra::research
+}  // namespace tovra::base

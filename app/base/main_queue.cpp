@@ -1,6 +1,6 @@
-#include "app/measure/main_queue.h"
+#include "app/base/main_queue.h"
 
-namespace tovra::measure {
+namespace tovra::base {
 
 void LoopQueue::post(std::function<void()> task) {
   {
@@ -34,4 +34,4 @@ void LoopQueue::runPending() {
   }
 }
 
-}  // namespace tovra::measure
+}  // namespace tovra::base
