@@ -1,0 +1,53 @@
+// The desktop application's entry: the store is opened before any window, the long-lived services are
+// built once, and the store's notice is shown once the main window is up.
+#include <QApplication>
+#include <QStyleFactory>
+#include <QTimer>
+#include <iostream>
+
+#include "app/gui/dbus_notifications.h"
+#include "app/gui/icons.h"
+#include "app/gui/launch.h"
+#include "app/gui/launch_alert_dialog.h"
+#include "app/gui/main_window.h"
+#include "app/store/launch_alert.h"
+
+int main(int argc, char* argv[]) {
+  QApplication app(argc, argv);
+  QApplication::setOrganizationName(QStringLiteral("Tovra"));
+  QApplication::setApplicationName(QStringLiteral("Tovra"));
+  QApplication::setApplicationVersion(QStringLiteral(TOVRA_VERSION));
+  QApplication::setDesktopFileName(QStringLiteral("org.tovra.Tovra"));
+  // One fixed look on every desktop, so what the screenshots show is what users see.
+  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  tovra::gui::initIcons();
+
+  const auto qa = tovra::gui::onboardingFrom(QApplication::arguments());
+  std::unique_ptr<tovra::gui::AppServices> services;
+  try {
+    services = tovra::gui::launchServices(qa, tovra::gui::useProductionClient, tovra::gui::makeDBusNotificationCenter);
+  } catch (const tovra::gui::FatalLaunch& fatal) {
+    std::cerr << fatal.message << "\n";
+    return 1;
+  }
+  // Tovra lives on in the tray when the window closes; quitting is explicit.
+  QApplication::setQuitOnLastWindowClosed(false);
+
+  tovra::gui::MainWindow window(*services, !qa);
+  QObject::connect(&window, &tovra::gui::MainWindow::quitRequested, &app, &QApplication::quit);
+  if (qa && qa->windowSize) {
+    window.resize(*qa->windowSize);
+  }
+  window.show();
+  window.raise();
+  window.activateWindow();
+  if (const auto& notice = services->notice()) {
+    const auto alert = tovra::store::StoreLaunchAlert::from(*notice);
+    QTimer::singleShot(0, &window, [&window, alert] {
+      if (tovra::gui::presentLaunchAlert(&window, alert)) {
+        QApplication::exit(1);
+      }
+    });
+  }
+  return QApplication::exec();
+}

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QMainWindow>
+#include <array>
+#include <cstdint>
+
+#include "app/shell/tovra_action.h"
+
+class QFrame;
+class QLabel;
+class QListView;
+class QStackedWidget;
+class QStandardItemModel;
+class QTimer;
+
+namespace tovra::gui {
+
+class ActionMenus;
+class AppServices;
+class CommandPaletteWidget;
+class RecordsPage;
+class RunSheet;
+class SettingsDialog;
+class Tray;
+
+// The main window: the sidebar with Today, Apps, Discover and Archive, the page shown, the getting-started
+// panel on a first launch, and the one action handler that menus, shortcuts, the palette and the tray read.
+class MainWindow final : public QMainWindow {
+  Q_OBJECT
+ public:
+  enum class Page { today, apps, discover, archive };
+  static constexpr QSize kFirstSize{1180, 720};
+
+  // `restore`: the geometry and the last page come back from the settings (none under the onboarding
+  // configuration, which always starts fresh).
+  MainWindow(AppServices& services, bool restore);
+  ~MainWindow() override;
+
+  Page page() const;
+  void showPage(Page page);
+  RecordsPage* pageWidget(Page page) const { return pages_.at(static_cast<std::size_t>(page)); }
+  ActionMenus& menus() const { return *menus_; }
+  CommandPaletteWidget& palette() const { return *palette_; }
+  RunSheet& runSheet() const { return *runSheet_; }
+  SettingsDialog& settingsDialog();
+  Tray& tray() const { return *tray_; }
+  QFrame* gettingStarted() const { return gettingStarted_; }
+
+  // Re-reads the pages and the handler; also when another Tovra process wrote to the store.
+  void reloadFromStore();
+  // Publishes the handler again from the runner's and the store's state.
+  void publishHandler();
+
+ signals:
+  // The window was closed with no tray to keep Tovra in: closing is quitting.
+  void quitRequested();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void perform(shell::TovraActionID id);
+  void measureNow();
+  void followRun();
+  void watchStore();
+  void dismissGettingStarted();
+  QFrame* makeGettingStarted();
+
+  AppServices& services_;
+  bool restore_;
+  ActionMenus* menus_;
+  QListView* sidebar_;
+  QStandardItemModel* sidebarModel_;
+  QStackedWidget* stack_;
+  std::array<RecordsPage*, 4> pages_{};
+  QFrame* gettingStarted_;
+  QLabel* runStatus_;
+  CommandPaletteWidget* palette_;
+  RunSheet* runSheet_;
+  SettingsDialog* settings_ = nullptr;
+  Tray* tray_;
+  QTimer* storeWatch_;
+  std::int64_t dataVersion_ = 0;
+  bool hasMeasurable_ = false;
+};
+
+}  // namespace tovra::gui

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QDialog>
+
+#include "app/base/observable.h"
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QStandardItemModel;
+class QTableView;
+
+namespace tovra::gui {
+
+class AppServices;
+
+// The settings: the notification switch with the notifier's state, what the store holds and takes on
+// disk, the export, and deleting everything.
+class SettingsDialog final : public QDialog {
+  Q_OBJECT
+ public:
+  SettingsDialog(AppServices& services, QWidget* parent);
+  ~SettingsDialog() override;
+
+  void render();
+  QCheckBox* notificationSwitch() const { return notifications_; }
+  QLabel* notificationState() const { return notificationState_; }
+  QLabel* storeSummary() const { return summary_; }
+  QStandardItemModel* inventory() const { return inventory_; }
+  QLabel* exportStatus() const { return exportStatus_; }
+
+  // Writes the export to `target` off the GUI thread; the status line says how it went.
+  void exportTo(const QString& target);
+  bool isExporting() const { return exporting_; }
+
+ signals:
+  // Everything was deleted: the windows go back to their first screen.
+  void storeEmptied();
+  void exportFinished();
+
+ private:
+  void chooseExportFile();
+  void deleteEverything();
+
+  AppServices& services_;
+  QCheckBox* notifications_;
+  QLabel* notificationState_;
+  QLabel* summary_;
+  QStandardItemModel* inventory_;
+  QTableView* inventoryView_;
+  QPushButton* export_;
+  QLabel* exportStatus_;
+  QPushButton* deleteAll_;
+  bool exporting_ = false;
+  base::Subscription notifierChanges_;
+};
+
+// The notifier's state beside the switch: the availability, the last error and whether it is asking.
+QString notifierStateText(const AppServices& services);
+
+}  // namespace tovra::gui
