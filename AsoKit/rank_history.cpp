@@ -7,8 +7,11 @@
 namespace asokit {
 
 RankHistory::RankHistory(std::vector<RankPoint> points) : points_(std::move(points)) {
-  std::stable_sort(points_.begin(), points_.end(),
-                   [](const RankPoint& a, const RankPoint& b) { return a.day < b.day; });
+  // Series mostly come in day order already; sorting them anyway would cost a buffer each.
+  const auto earlier = [](const RankPoint& a, const RankPoint& b) { return a.day < b.day; };
+  if (!std::is_sorted(points_.begin(), points_.end(), earlier)) {
+    std::stable_sort(points_.begin(), points_.end(), earlier);
+  }
 }
 
 std::optional<std::int64_t> RankHistory::change() const {

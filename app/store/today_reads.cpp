@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "app/store/dates.h"
 #include "app/store/reading_periods.h"
 #include "app/store/rows.h"
 #include "app/store/store.h"
@@ -81,40 +82,58 @@ TodaySnapshot readTodaySnapshot(Store& store, std::int64_t countUpTo, WallTime r
     result.keywords.push_back(std::move(keyword));
   }
 
-  // Per keyword, one walk down its newest periods, on the indexes alone, gives its newest readings with
-  // their days and ranks, counts them up to `countUpTo` and keeps those of the recent days; it stops as
-  // soon as it has both. Only the newest of each is then read in full, in row order.
-  const std::string newestSql =
-      "SELECT o.pk, o.day, o.rank FROM " + std::string(periods::kReadingsOfQuery) + std::string(periods::kNewestFirst);
-  Rows newest(store, newestSql.c_str());
+  // Per keyword, a walk down its periods of the recent days, on the indexes alone, gives their readings
+  // newest first with days and ranks; only when they are fewer than `countUpTo` does a second walk go on
+  // into the older ones, to count up to that number. Only the newest of each is then read in full, in row
+  // order.
+  const auto since = std::to_string(toMillis(recentSince));
+  const auto sinceSpan = std::to_string(periods::spanOf(toMillis(recentSince)));
+  const std::string recentSql =
+      "SELECT o.pk, o.day, o.rank FROM ReadingPeriod p JOIN StoredObservation o ON "
+      "o.period = p.pk AND o.day >= " +
+      since + " WHERE p.query = ?1 AND p.span >= " + sinceSpan + std::string(periods::kNewestFirst);
+  const std::string olderSql = "SELECT o.pk, o.day, o.rank FROM " + std::string(periods::kReadingsOfQuery) +
+                               " AND p.span <= " + sinceSpan + " AND o.day < " + since +
+                               std::string(periods::kNewestFirst);
+  Rows recentRows(store, recentSql.c_str());
+  Rows olderRows(store, olderSql.c_str());
   struct Wanted {
     std::int64_t row;
     std::size_t keyword;
   };
   std::vector<Wanted> wanted;
   wanted.reserve(result.keywords.size());
+  std::vector<TodaySnapshot::DayRank> newestFirst;  // reused, so each keyword's list is allocated once
   for (std::size_t k = 0; k < result.keywords.size(); ++k) {
     auto& keyword = result.keywords[k];
-    newest.restart(keyword.query.rowId.value);
-    for (std::int64_t position = 0; newest.next(); ++position) {
-      const auto day = newest.time(1);
-      const bool recent = day >= recentSince;
-      if (position >= countUpTo && !recent) {
-        break;
-      }
+    std::int64_t position = 0;
+    const auto take = [&](const Rows& rows, bool recent) {
+      const auto day = rows.time(1);
       if (position < countUpTo) {
         ++keyword.readingCount;
       }
       if (position == 0) {
-        wanted.push_back({newest.integer(0), k});
+        wanted.push_back({rows.integer(0), k});
       } else if (position == 1) {
-        keyword.previous = TodaySnapshot::DayRank{day, newest.optionalInteger(2)};
+        keyword.previous = TodaySnapshot::DayRank{day, rows.optionalInteger(2)};
       }
       if (recent) {
-        keyword.recent.push_back(TodaySnapshot::DayRank{day, newest.optionalInteger(2)});
+        newestFirst.push_back(TodaySnapshot::DayRank{day, rows.optionalInteger(2)});
+      }
+      ++position;
+    };
+    newestFirst.clear();
+    recentRows.restart(keyword.query.rowId.value);
+    while (recentRows.next()) {
+      take(recentRows, true);
+    }
+    keyword.recent.assign(newestFirst.rbegin(), newestFirst.rend());
+    if (position < countUpTo) {
+      olderRows.restart(keyword.query.rowId.value);
+      while (position < countUpTo && olderRows.next()) {
+        take(olderRows, false);
       }
     }
-    std::reverse(keyword.recent.begin(), keyword.recent.end());
   }
   readLatestMarks(store, result.keywords);
   std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.row < b.row; });
