@@ -109,12 +109,12 @@ void runHints(Context& context, const HintsArgs& args) {
   if (!args.keep.empty()) {
     keptLines = keepHints(context, args, outcome, kept);
   }
-  const bool saveFailed = model.storeNote() && !model.servedFromStore();
+  const auto saveFailure = model.saveFailure();
   if (context.json) {
     nlohmann::json out = outcome;
     out["servedFromStore"] = model.servedFromStore();
     out["observedAt"] = store::isoUtc(*model.observedAt());
-    out["saveFailure"] = saveFailed ? nlohmann::json(*model.storeNote()) : nlohmann::json(nullptr);
+    out["saveFailure"] = saveFailure ? nlohmann::json(*saveFailure) : nlohmann::json(nullptr);
     out["kept"] = kept;
     printJson(context.out(), out);
   } else {
@@ -139,8 +139,8 @@ void runHints(Context& context, const HintsArgs& args) {
       out << line << "\n";
     }
   }
-  if (saveFailed) {
-    throw CommandError(Exit::failed, *model.storeNote());
+  if (saveFailure) {
+    throw CommandError(Exit::failed, *saveFailure);
   }
 }
 
