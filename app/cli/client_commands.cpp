@@ -15,6 +15,7 @@
 #include "app/cli/watchlist_cli.h"
 #include "app/research/hint_probe_model.h"
 #include "app/research/keep_term.h"
+#include "app/research/research_texts.h"
 #include "app/store/dates.h"
 #include "app/store/hint_probe_store.h"
 #include "app/store/store.h"
@@ -44,8 +45,7 @@ void runSearch(Context& context, const SearchArgs& args) {
     return;
   }
   auto& out = context.out();
-  out << fmt::format("“{}” in {}{}{} {}\n", outcome.term, upperCountry(outcome.country), kDot, outcome.resultCount,
-                     outcome.resultCount == 1 ? "result" : "results");
+  out << research::resultsHeadline(outcome.term, outcome.country, outcome.resultCount) << "\n";
   if (outcome.apps.empty()) {
     return;
   }
@@ -116,18 +116,18 @@ void runHints(Context& context, const HintsArgs& args) {
   if (!args.keep.empty()) {
     keptLines = keepHints(context, args, outcome, kept);
   }
-  const bool saveFailed = model.storeNote() && !model.servedFromStore();
+  const auto saveFailure = model.saveFailure();
   if (context.json) {
     nlohmann::json out = outcome;
     out["servedFromStore"] = model.servedFromStore();
     out["observedAt"] = store::isoUtc(*model.observedAt());
-    out["saveFailure"] = saveFailed ? nlohmann::json(*model.storeNote()) : nlohmann::json(nullptr);
+    out["saveFailure"] = saveFailure ? nlohmann::json(*saveFailure) : nlohmann::json(nullptr);
     out["kept"] = kept;
     printJson(context.out(), out);
   } else {
     auto& out = context.out();
-    out << fmt::format("Store hints for “{}” in {}{}{} {}\n", outcome.prefix, upperCountry(outcome.country), kDot,
-                       outcome.terms.size(), outcome.terms.size() == 1 ? "hint" : "hints");
+    out << research::hintsHeadline(outcome.prefix, outcome.country, static_cast<std::int64_t>(outcome.terms.size()))
+        << "\n";
     if (model.servedFromStore()) {
       out << *model.storeNote() << "\n";
     }
@@ -146,8 +146,8 @@ void runHints(Context& context, const HintsArgs& args) {
       out << line << "\n";
     }
   }
-  if (saveFailed) {
-    throw CommandError(Exit::failed, *model.storeNote());
+  if (saveFailure) {
+    throw CommandError(Exit::failed, *saveFailure);
   }
 }
 

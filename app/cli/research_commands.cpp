@@ -20,6 +20,7 @@
 #include "app/research/keep_term.h"
 #include "app/research/keyword_check_model.h"
 #include "app/research/keyword_key.h"
+#include "app/research/research_texts.h"
 #include "app/research/signals_check.h"
 #include "app/research/signals_texts.h"
 #include "app/store/dates.h"
@@ -122,9 +123,7 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
                               {"tracked", tracked}});
   } else {
     auto& out = context.out();
-    out << fmt::format("“{}” in {}{}{} {}{}{}\n", *model.searchedTerm(), upperCountry(*model.searchedCountry()), kDot,
-                       *model.resultCount(), *model.resultCount() == 1 ? "result" : "results", kDot,
-                       research::discoverText::kStorePosition);
+    out << research::discoverHeadline(*model.searchedTerm(), *model.searchedCountry(), *model.resultCount()) << "\n";
     if (!model.results().empty()) {
       Table table({"#", "App", "Developer", "Ratings", "Average", "Id"});
       for (const auto& app : model.results()) {
@@ -195,7 +194,7 @@ void runSignals(Context& context, const SignalsArgs& args) {
     printJson(context.out(), out);
   } else {
     auto& out = context.out();
-    out << fmt::format("“{}” in {}\n", signals.keyword, upperCountry(signals.country));
+    out << research::termInCountry(signals.keyword, signals.country) << "\n";
     Table table({"Signal", "Reading"});
     table.add({"Difficulty", research::difficultyLine(signals.difficulty)});
     table.add({"Reach", research::reachLine(signals.reach)});
@@ -293,7 +292,7 @@ void runCheck(Context& context, const CheckArgs& args) {
     printJson(context.out(), out);
   } else {
     auto& out = context.out();
-    out << fmt::format("{} for “{}” in {}\n", app.displayName, keyword, upperCountry(country));
+    out << research::checkHeadline(app.displayName, keyword, country) << "\n";
     out << text << "\n";
     if (kept) {
       out << research::checkTrackedText(*kept, app) << "\n";

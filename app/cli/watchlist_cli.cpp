@@ -14,6 +14,7 @@
 #include "app/research/keyword_draft.h"
 #include "app/research/keyword_key.h"
 #include "app/research/keyword_list_parser.h"
+#include "app/research/research_texts.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
@@ -122,7 +123,7 @@ std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQ
 }
 
 std::string describeKeyword(std::string_view keyword, std::string_view country) {
-  return fmt::format("“{}” in {}", research::collapseWhitespace(keyword), upperCountry(country));
+  return research::termInCountry(research::collapseWhitespace(keyword), country);
 }
 
 namespace {

@@ -3,38 +3,36 @@
 #include <cstdlib>
 
 #include "AsoKit/shared_pacing.h"
-#include "AsoKit/url.h"
+#include "app/shell/configuration.h"
 
 namespace tovra::gui {
 
+const shell::Configuration& configuration() {
+  static const shell::Configuration read = shell::Configuration::fromEnvironment(
+      [](const std::string& name) -> std::optional<std::string> {
+        const char* value = std::getenv(name.c_str());
+        return value && *value ? std::optional<std::string>(value) : std::nullopt;
+      });
+  return read;
+}
+
 shell::ZonedCalendar userCalendar() {
-  try {
-    return shell::ZonedCalendar();
-  } catch (const std::exception&) {
-    return shell::ZonedCalendar("UTC");
-  }
+  return shell::ZonedCalendar::forUser(configuration().timeZone);
 }
 
 std::filesystem::path defaultDataDir() {
-  if (const char* dir = std::getenv("TOVRA_DATA_DIR"); dir && *dir) {
-    return dir;
-  }
-  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg && *xdg) {
-    return std::filesystem::path(xdg) / "Tovra";
-  }
-  const char* home = std::getenv("HOME");
-  return std::filesystem::path(home && *home ? home : ".") / ".local" / "share" / "Tovra";
+  return configuration().dataDir;
 }
 
 void useProductionClient(AppServices::Parts& parts) {
   asokit::CurlTransportOptions options;
-  if (const char* ca = std::getenv("TOVRA_CA_FILE"); ca && *ca) {
-    options.extraCaFile = ca;
+  if (configuration().extraCaFile) {
+    options.extraCaFile = configuration().extraCaFile->string();
   }
   parts.transport = asokit::makeCurlTransport(options);
-  parts.clientConfig.endpoints = asokit::Endpoints::fromEnvironment();
+  parts.clientConfig.endpoints = configuration().endpoints;
   try {
-    const auto directory = asokit::SharedPacingFile::defaultDirectory();
+    const auto directory = configuration().stateDir;
     parts.clientConfig.sharedPacing = std::make_shared<asokit::SharedPacingFile>(directory);
     parts.presenceDirectory = directory;
   } catch (const std::exception&) {

@@ -4,6 +4,7 @@
 #include <QRegularExpression>
 #include <QSettings>
 
+#include "app/gui/app_services.h"
 #include "app/store/file_operations.h"
 
 namespace tovra::gui {
@@ -11,11 +12,7 @@ namespace tovra::gui {
 namespace {
 
 store::LocalTimeFormat localTimeFormat() {
-  try {
-    return store::LocalTimeFormat();
-  } catch (const std::exception&) {
-    return store::LocalTimeFormat("UTC");
-  }
+  return store::LocalTimeFormat(userCalendar().zoneName());
 }
 
 // The onboarding check's own settings, named after the application's identifier and emptied.

@@ -45,11 +45,7 @@ std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kin
 }
 
 store::LocalTimeFormat localTime() {
-  try {
-    return store::LocalTimeFormat();
-  } catch (const std::exception&) {
-    return store::LocalTimeFormat("UTC");
-  }
+  return store::LocalTimeFormat(userCalendar().zoneName());
 }
 
 }  // namespace

@@ -92,6 +92,8 @@ class HintProbeModel final {
   // kServedFromStore, or the failed save of an answer that is still shown.
   const std::optional<std::string>& storeNote() const { return storeNote_; }
   bool servedFromStore() const { return servedFromStore_; }
+  // Why the shown answer could not be kept as a probe; none when it was kept or came from the store.
+  std::optional<std::string> saveFailure() const { return servedFromStore_ ? std::nullopt : storeNote_; }
   const std::vector<HintStep>& trail() const { return trail_; }
   // The last ask was turned away by a run, refused by the store or held back by its hold.
   bool waited() const { return waited_; }

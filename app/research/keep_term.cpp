@@ -4,6 +4,7 @@
 
 #include "app/research/keyword_check_model.h"
 #include "app/research/keyword_key.h"
+#include "app/research/research_texts.h"
 #include "app/store/watchlist_writer.h"
 
 namespace tovra::research {
@@ -40,7 +41,7 @@ KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std:
 }
 
 std::string keptText(const KeptTerm& kept, const KeepTarget& target) {
-  const auto what = fmt::format("“{}” in {}", kept.keyword, upperCountry(kept.country));
+  const auto what = termInCountry(kept.keyword, kept.country);
   const bool isApp = std::holds_alternative<store::TrackedApp>(target.owner);
   if (kept.alreadyThere) {
     return fmt::format("{} was already added to {}", what, target.label());

@@ -201,12 +201,12 @@ TEST_F(DiscoverModelTest, ATrackDraftStartsFromTheTrackedAppsOwnMark) {
   writer.trackApp(store::AppFacts{"11", "App 11", "Dev 11", std::nullopt, std::nullopt}, "us", false);
   writer.trackApp(store::AppFacts{"22", "App 22", "Dev 22", std::nullopt, std::nullopt}, "us", true);
   auto model = make();
-  model.setTerm("film filters");
-  model.search();
+  model->setTerm("film filters");
+  search(*model);
 
   const std::vector<std::pair<std::string, bool>> cases{{"11", false}, {"22", true}, {"33", false}};
   for (const auto& [id, mine] : cases) {
-    auto draft = model.openTrackDraft(id, clock.monotonic());
+    auto draft = model->openTrackDraft(id, clock.monotonic());
     ASSERT_TRUE(draft) << id;
     EXPECT_EQ(draft->isMine(), mine) << id;
     confirmTrackDraft(*store, writer, *draft);

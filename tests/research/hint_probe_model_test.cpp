@@ -69,6 +69,7 @@ TEST_F(HintProbeModelTest, AProbeOfTheSameDayIsServedFromTheStoreAndNotAfterMidn
   EXPECT_TRUE(model->servedFromStore());
   EXPECT_EQ(model->observedAt(), clock.wallNow() - 30s) << "the stored probe's own time";
   EXPECT_EQ(model->storeNote(), std::string(probeText::kServedFromStore));
+  EXPECT_EQ(model->saveFailure(), std::nullopt) << "an answer from the store is no failed save";
   ASSERT_TRUE(model->outcome());
   EXPECT_EQ(model->outcome()->terms, terms);
 
@@ -120,6 +121,7 @@ TEST_F(HintProbeModelTest, AFailedSaveStillShowsTheAnswer) {
   ASSERT_TRUE(model->outcome());
   ASSERT_TRUE(model->storeNote());
   EXPECT_EQ(model->storeNote()->rfind("the results could not be saved: ", 0), 0u) << *model->storeNote();
+  EXPECT_EQ(model->saveFailure(), model->storeNote());
   EXPECT_EQ(store->probes().count(), 0) << "the probe and its hints are saved together or not at all";
 }
 

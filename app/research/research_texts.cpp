@@ -1,0 +1,31 @@
+#include "app/research/research_texts.h"
+
+#include <fmt/format.h>
+
+#include "app/research/discover_model.h"
+#include "app/research/keyword_key.h"
+
+namespace tovra::research {
+
+std::string termInCountry(std::string_view term, std::string_view country) {
+  return fmt::format("“{}” in {}", term, upperCountry(country));
+}
+
+std::string resultsHeadline(std::string_view term, std::string_view country, std::int64_t resultCount) {
+  return fmt::format("{} · {} {}", termInCountry(term, country), resultCount, resultCount == 1 ? "result" : "results");
+}
+
+std::string discoverHeadline(std::string_view term, std::string_view country, std::int64_t resultCount) {
+  return fmt::format("{} · {}", resultsHeadline(term, country, resultCount), discoverText::kStorePosition);
+}
+
+std::string hintsHeadline(std::string_view prefix, std::string_view country, std::int64_t hintCount) {
+  return fmt::format("Store hints for {} · {} {}", termInCountry(prefix, country), hintCount,
+                     hintCount == 1 ? "hint" : "hints");
+}
+
+std::string checkHeadline(std::string_view appName, std::string_view keyword, std::string_view country) {
+  return fmt::format("{} for {}", appName, termInCountry(keyword, country));
+}
+
+}  // namespace tovra::research
