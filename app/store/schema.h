@@ -22,7 +22,10 @@ struct SchemaVersion {
 };
 
 // The store's schemas. Each version names exactly one layout of the tables; the twelve record kinds,
-// in this order, are the same in both.
+// in this order, are the same in both. Which tables and columns each one has is told by their
+// descriptions (app/store/table_columns.h).
+
+// The first layout: readings and outcomes refer to their keyword directly.
 struct TovraSchemaV1 {
   static constexpr SchemaVersion version{1, 0, 0};
   static const std::vector<std::string_view>& models();
