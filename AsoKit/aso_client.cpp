@@ -129,15 +129,50 @@ std::string AsoClient::pacedFetch(const std::string& url, const Headers& headers
   }
 }
 
+class AsoClient::Turn final {
+ public:
+  Turn(AsoClient& client, std::stop_token cancel) : client_(client) {
+    std::unique_lock lock(client_.turnMutex_);
+    if (!client_.turnFree_.wait(lock, cancel, [this] { return !client_.turnTaken_; })) {
+      throw Cancelled{};
+    }
+    client_.turnTaken_ = true;
+  }
+  ~Turn() {
+    {
+      std::lock_guard lock(client_.turnMutex_);
+      client_.turnTaken_ = false;
+    }
+    client_.turnFree_.notify_one();
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+ private:
+  AsoClient& client_;
+};
+
 BatchOutcome AsoClient::rank(const std::vector<RankQuery>& queries, int maxConsecutiveFailures,
                              const ProgressFn& progress, const StopFn& shouldStop, std::stop_token cancel) {
-  std::lock_guard serial(serial_);
   const auto runs = planRuns(queries);
   const auto total = static_cast<std::int64_t>(runs.size());
   std::vector<std::optional<RankStatus>> slots(queries.size());
   BatchOutcome outcome;
   outcome.requestCount = total;
   FailureGuard guard(maxConsecutiveFailures);
+  std::optional<Turn> turn;
+  try {
+    turn.emplace(*this, cancel);
+  } catch (const Cancelled&) {
+    // Cancelled while another caller had the client: nothing was asked.
+    outcome.stopped = true;
+    outcome.skipped = queriesFrom(runs, 0);
+    outcome.requestCount = 0;
+    for (const auto& query : queries) {
+      outcome.results.push_back({query, RankStatus{RankStatus::Skipped{}}});
+    }
+    return outcome;
+  }
 
   for (std::size_t i = 0; i < runs.size(); ++i) {
     const auto& run = runs[i];
@@ -202,7 +237,7 @@ BatchOutcome AsoClient::rank(const std::vector<RankQuery>& queries, int maxConse
 
 SearchOutcome AsoClient::search(const std::string& term, const std::string& country, std::int64_t limit,
                                 std::stop_token cancel) {
-  std::lock_guard serial(serial_);
+  const Turn turn(*this, cancel);
   return searchLocked(term, country, limit, cancel);
 }
 
@@ -245,7 +280,7 @@ SearchOutcome AsoClient::searchLocked(const std::string& term, const std::string
 }
 
 HintsOutcome AsoClient::hints(const std::string& prefix, const std::string& country, std::stop_token cancel) {
-  std::lock_guard serial(serial_);
+  const Turn turn(*this, cancel);
   const auto header = storefront::headerValue(country);
   auto parsed = search_hints::parse(
       pacedFetch(search_hints::url(config_.endpoints.search, prefix), {{"X-Apple-Store-Front", header}}, cancel));
@@ -257,7 +292,7 @@ HintsOutcome AsoClient::hints(const std::string& prefix, const std::string& coun
 
 std::vector<AppInfo> AsoClient::lookup(const std::vector<std::string>& ids, const std::string& country,
                                        std::stop_token cancel) {
-  std::lock_guard serial(serial_);
+  const Turn turn(*this, cancel);
   return lookupLocked(ids, country, cancel);
 }
 
@@ -276,7 +311,7 @@ std::vector<AppInfo> AsoClient::lookupLocked(const std::vector<std::string>& ids
 
 std::optional<AppInfo> AsoClient::lookupBundle(const std::string& bundleId, const std::string& country,
                                                std::stop_token cancel) {
-  std::lock_guard serial(serial_);
+  const Turn turn(*this, cancel);
   auto apps = lookup::parse(pacedFetch(lookup::bundleUrl(config_.endpoints.lookup, bundleId, country), {}, cancel));
   if (apps.empty()) {
     return std::nullopt;

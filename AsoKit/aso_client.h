@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,7 +30,9 @@ struct ClientConfig {
 };
 
 // The one object the application talks to for App Store requests. It serves one caller at a time, so
-// requests never overlap; every request goes through one paced, retrying fetch and the cooldown hold.
+// requests never overlap; every request goes through one paced, retrying fetch and the cooldown hold. A
+// caller waiting for its turn gives up as soon as its `cancel` is raised, so closing a window never waits
+// for another caller's batch.
 class AsoClient final {
  public:
   using ProgressFn = std::function<void(const RankProgress&)>;
@@ -39,7 +42,8 @@ class AsoClient final {
 
   // Measures a batch: one request per distinct (trimmed, lower-cased country, keyword), in order of first
   // appearance. Never throws; failures are reported per query. `shouldStop` is asked before each request
-  // (the request in flight always finishes); `cancel` also interrupts a wait or a request in flight.
+  // (the request in flight always finishes); `cancel` also interrupts a wait or a request in flight, and
+  // a batch cancelled before its turn came is stopped with every query skipped.
   BatchOutcome rank(const std::vector<RankQuery>& queries, int maxConsecutiveFailures, const ProgressFn& progress = {},
                     const StopFn& shouldStop = {}, std::stop_token cancel = {});
 
@@ -65,6 +69,10 @@ class AsoClient final {
   RateLimiter& limiter() { return limiter_; }
 
  private:
+  // Holds the client's one turn for an operation's lifetime; throws Cancelled when `cancel` is raised
+  // while it waits.
+  class Turn;
+
   std::string pacedFetch(const std::string& url, const Headers& headers, std::stop_token cancel);
   SearchOutcome searchLocked(const std::string& term, const std::string& country, std::int64_t limit,
                              std::stop_token cancel);
@@ -76,7 +84,9 @@ class AsoClient final {
   WallClock& wall_;
   ClientConfig config_;
   RateLimiter limiter_;
-  std::mutex serial_;  // one operation at a time
+  std::mutex turnMutex_;
+  std::condition_variable_any turnFree_;
+  bool turnTaken_ = false;
   mutable std::mutex holdMutex_;
   std::optional<WallTime> heldUntil_;
 };

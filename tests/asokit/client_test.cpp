@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "AsoKit/aso_client.h"
 #include "AsoKit/aso_error.h"
 #include "asokit/fake_transport.h"
@@ -278,6 +280,38 @@ TEST_F(ClientTest, CancellationDuringABackoffEndsAtOnce) {
   EXPECT_THROW(client.hints("a", "us", stop.get_token()), Cancelled);
   EXPECT_EQ(transport.requests.size(), 1u);
   EXPECT_EQ(clock.slept(), 0s);
+}
+
+TEST_F(ClientTest, ACallerWaitingForItsTurnGivesUpWhenCancelled) {
+  std::promise<void> inside;
+  std::promise<void> letGo;
+  auto released = letGo.get_future().share();
+  transport.respondWith([&](const std::string&) {
+    inside.set_value();
+    released.wait();
+    return HttpResponse{R"({"resultCount":0,"results":[]})", 200};
+  });
+  // The first caller has the client and is held in its request.
+  auto first = std::async(std::launch::async, [&] { return client.lookup({"1"}, "us"); });
+  inside.get_future().wait();
+
+  std::stop_source closing;
+  auto waiting = std::async(std::launch::async, [&] { return client.hints("b", "us", closing.get_token()); });
+  auto batch = std::async(std::launch::async, [&] {
+    return client.rank({{"1", "us", "x"}, {"2", "us", "y"}}, 3, {}, {}, closing.get_token());
+  });
+  closing.request_stop();
+  EXPECT_THROW(waiting.get(), Cancelled);
+  const auto outcome = batch.get();
+  EXPECT_TRUE(outcome.stopped);
+  EXPECT_EQ(outcome.requestCount, 0);
+  EXPECT_EQ(outcome.skipped, 2);
+  ASSERT_EQ(outcome.results.size(), 2u);
+  EXPECT_TRUE(outcome.results[1].status.isSkipped());
+
+  letGo.set_value();
+  EXPECT_TRUE(first.get().empty());
+  EXPECT_EQ(transport.requests.size(), 1u) << "the cancelled callers asked nothing";
 }
 
 TEST_F(ClientTest, SearchDressesTheHeadWithLookupAndFallsBackToSearchNames) {
