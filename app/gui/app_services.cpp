@@ -8,8 +8,8 @@
 namespace tovra::gui {
 
 const shell::Configuration& configuration() {
-  static const shell::Configuration read = shell::Configuration::fromEnvironment(
-      [](const std::string& name) -> std::optional<std::string> {
+  static const shell::Configuration read =
+      shell::Configuration::fromEnvironment([](const std::string& name) -> std::optional<std::string> {
         const char* value = std::getenv(name.c_str());
         return value && *value ? std::optional<std::string>(value) : std::nullopt;
       });
