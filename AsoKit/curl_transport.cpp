@@ -34,29 +34,6 @@ bool sameName(const std::string& a, const std::string& b) {
   return text::asciiLower(a) == text::asciiLower(b);
 }
 
-// Only addresses that never leave this computer may be spoken to in plain http.
-bool isLoopbackHost(std::string host) {
-  host = text::asciiLower(host);
-  if (!host.empty() && host.back() == '.') {
-    host.pop_back();
-  }
-  if (host == "localhost") {
-    return true;
-  }
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-    in6_addr address{};
-    if (inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &address) != 1) {
-      return false;
-    }
-    if (IN6_IS_ADDR_LOOPBACK(&address)) {
-      return true;
-    }
-    return IN6_IS_ADDR_V4MAPPED(&address) && address.s6_addr[12] == 127;
-  }
-  in_addr address{};
-  return inet_pton(AF_INET, host.c_str(), &address) == 1 && (ntohl(address.s_addr) >> 24) == 127;
-}
-
 // What the transport needs to know about a URL before it sends anything to it.
 struct Target {
   std::string url;     // exactly as given: curl sends its path and query unchanged
@@ -426,6 +403,28 @@ void CurlTransport::fail(CURLcode code, const Target& target, const Transfer& tr
 }
 
 }  // namespace
+
+bool isLoopbackHost(std::string host) {
+  host = text::asciiLower(host);
+  if (!host.empty() && host.back() == '.') {
+    host.pop_back();
+  }
+  if (host == "localhost") {
+    return true;
+  }
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+    in6_addr address{};
+    if (inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &address) != 1) {
+      return false;
+    }
+    if (IN6_IS_ADDR_LOOPBACK(&address)) {
+      return true;
+    }
+    return IN6_IS_ADDR_V4MAPPED(&address) && address.s6_addr[12] == 127;
+  }
+  in_addr address{};
+  return inet_pton(AF_INET, host.c_str(), &address) == 1 && (ntohl(address.s_addr) >> 24) == 127;
+}
 
 std::unique_ptr<HTTPTransport> makeCurlTransport(CurlTransportOptions options) {
   return std::make_unique<CurlTransport>(std::move(options));

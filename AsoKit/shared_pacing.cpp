@@ -120,17 +120,6 @@ SharedPacingFile::SharedPacingFile(std::filesystem::path directory, std::string 
   ::close(fd);
 }
 
-std::filesystem::path SharedPacingFile::defaultDirectory() {
-  if (const char* dir = std::getenv("TOVRA_STATE_DIR"); dir && *dir) {
-    return dir;
-  }
-  if (const char* xdg = std::getenv("XDG_STATE_HOME"); xdg && *xdg) {
-    return std::filesystem::path(xdg) / "Tovra";
-  }
-  const char* home = std::getenv("HOME");
-  return std::filesystem::path(home && *home ? home : ".") / ".local" / "state" / "Tovra";
-}
-
 std::string SharedPacingFile::currentBootId() {
   std::ifstream in("/proc/sys/kernel/random/boot_id");
   std::string id;

@@ -40,8 +40,6 @@ class SharedPacingFile final : public SharedPacing {
   // folder cannot be made or the file cannot be opened.
   explicit SharedPacingFile(std::filesystem::path directory, std::string bootId = currentBootId());
 
-  // TOVRA_STATE_DIR, else $XDG_STATE_HOME/Tovra, else ~/.local/state/Tovra.
-  static std::filesystem::path defaultDirectory();
   // /proc/sys/kernel/random/boot_id, or "unknown" when it cannot be read.
   static std::string currentBootId();
 

@@ -39,6 +39,10 @@ struct CurlTransportOptions {
   int maxRedirects = 5;
 };
 
+// Whether a URL's host (as written in it, an IPv6 address in brackets) never leaves this computer: only
+// such hosts may be spoken to in plain http.
+bool isLoopbackHost(std::string host);
+
 // The libcurl transport: ephemeral (no cookies, cache or credentials), one connection per host, TLS
 // verification always on, no header of its own, plain http only towards loopback hosts.
 std::unique_ptr<HTTPTransport> makeCurlTransport(CurlTransportOptions options);

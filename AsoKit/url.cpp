@@ -1,7 +1,5 @@
 #include "AsoKit/url.h"
 
-#include <cstdlib>
-
 namespace asokit {
 namespace {
 
@@ -30,13 +28,6 @@ bool keptAsIs(unsigned char c) {
     default:
       return false;
   }
-}
-
-std::string trimmedSlash(std::string value) {
-  while (!value.empty() && value.back() == '/') {
-    value.pop_back();
-  }
-  return value;
 }
 
 }  // namespace
@@ -70,17 +61,6 @@ std::string buildUrl(std::string_view base, std::string_view path, const QueryIt
     separator = '&';
   }
   return url;
-}
-
-Endpoints Endpoints::fromEnvironment() {
-  Endpoints endpoints;
-  if (const char* search = std::getenv("TOVRA_SEARCH_URL"); search && *search) {
-    endpoints.search = trimmedSlash(search);
-  }
-  if (const char* lookup = std::getenv("TOVRA_LOOKUP_URL"); lookup && *lookup) {
-    endpoints.lookup = trimmedSlash(lookup);
-  }
-  return endpoints;
 }
 
 }  // namespace asokit

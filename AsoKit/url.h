@@ -16,13 +16,11 @@ std::string percentEncodeQueryValue(std::string_view value);
 // base ("https://host[:port]") + path + "?" + the items in the given order.
 std::string buildUrl(std::string_view base, std::string_view path, const QueryItems& items);
 
-// Where the three store endpoints live. Defaults are the real hosts; TOVRA_SEARCH_URL and
-// TOVRA_LOOKUP_URL point them elsewhere (the fake store in tests and the demo).
+// Where the three store endpoints live: scheme and host, without a trailing slash. Defaults are the real
+// hosts; the fake store stands in for them in tests and the demo.
 struct Endpoints {
   std::string search = "https://search.itunes.apple.com";
   std::string lookup = "https://itunes.apple.com";
-
-  static Endpoints fromEnvironment();
 };
 
 }  // namespace asokit

@@ -9,6 +9,7 @@
 #include "app/cli/watchlist_json.h"
 #include "app/research/app_resolver_model.h"
 #include "app/research/country_name.h"
+#include "app/research/request_gate.h"
 #include "app/research/resolver_store.h"
 
 namespace tovra::cli {
@@ -21,10 +22,6 @@ using research::DiscoveredApp;
 // How many results of a name search are shown to pick from, with their details.
 constexpr std::int64_t kNameResults = 10;
 
-bool isRefusal(const asokit::AsoError& error) {
-  return error.as<asokit::AsoError::CoolingDown>() || error.as<asokit::AsoError::HaltedAfterConsecutiveFailures>();
-}
-
 // The resolver turns a store error into its failed phase with the error's words; a hold is kept aside as
 // well, so the command can end with the status of a refused request rather than a plain failure.
 template <class Operation>
@@ -33,7 +30,7 @@ Operation keepingRefusal(Operation operation, std::optional<asokit::AsoError>& r
     try {
       return operation(first, country);
     } catch (const asokit::AsoError& error) {
-      if (isRefusal(error)) {
+      if (research::isRefusal(error)) {
         refusal = error;
       }
       throw;

@@ -94,7 +94,7 @@ void runHints(Context& context, const HintsArgs& args) {
   auto& store = context.store();
   store::HintProbeStore probes(store);
   const auto cancel = context.cancel().get_token();
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   research::HintProbeModel model(
       [&](const std::string& p, const std::string& c) { return context.client().hints(p, c, cancel); }, probes,
       requestGate(context), context.wall(), calendar);

@@ -8,6 +8,7 @@
 #include "AsoKit/aso_error.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
+#include "app/research/request_gate.h"
 
 namespace {
 
@@ -40,10 +41,7 @@ void watchInterrupts(tovra::cli::Context& context) {
 }
 
 int statusFor(const asokit::AsoError& error) {
-  if (error.as<asokit::AsoError::CoolingDown>() || error.as<asokit::AsoError::HaltedAfterConsecutiveFailures>()) {
-    return static_cast<int>(Exit::refused);
-  }
-  return static_cast<int>(Exit::failed);
+  return static_cast<int>(tovra::research::isRefusal(error) ? Exit::refused : Exit::failed);
 }
 
 }  // namespace

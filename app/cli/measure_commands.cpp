@@ -46,19 +46,16 @@ void printReport(Context& context, const RunReport& report) {
     }
     table.print(out);
   }
-  if (!report.failures.empty()) {
+  if (const auto failures = measure::failureRows(report); !failures.empty()) {
     out << "\nNot measured\n";
     Table table({"App", "Keyword", "Country", "Why"});
-    for (const auto& failure : report.failures) {
-      table.add({failure.app, failure.target.keyword,
-                 failure.id < 0 ? failure.target.country : upperCountry(failure.target.country), failure.message});
+    for (const auto& failure : failures) {
+      table.add({failure.app, failure.target.keyword, upperCountry(failure.target.country), failure.message});
     }
     table.print(out);
   }
   out << "\n" << texts::sourceLine(report.source) << "\n";
-  out << fmt::format("{} measured{}{} failed{}{} skipped{}{} {}\n", report.measured, kDot, report.failed, kDot,
-                     report.skipped, kDot, report.requestCount, report.requestCount == 1 ? "request" : "requests")
-      << texts::keywordCount(report.queryCount) << "\n";
+  out << measure::countsLine(report) << "\n" << texts::keywordCount(report.queryCount) << "\n";
   if (report.isFirstMeasurement) {
     out << "The first ranks of this store.\n";
   }
@@ -69,10 +66,10 @@ void printReport(Context& context, const RunReport& report) {
 void runMeasure(Context& context) {
   auto& store = context.store();
   auto& client = context.client();
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   base::LoopQueue queue;
-  const research::MeasurementPresence presence(asokit::SharedPacingFile::defaultDirectory());
-  measure::MeasurementRunner runner({queue, client, store, context.wall(), context.monotonic(), calendar, &presence});
+  measure::MeasurementRunner runner(
+      {queue, client, store, context.wall(), context.monotonic(), calendar, &context.services().presence()});
 
   std::optional<RunReport> report;
   const auto reported = runner.reports().subscribe(
@@ -137,8 +134,8 @@ void runMeasure(Context& context) {
   if (report->ending == RunReport::Ending::halted) {
     throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0)));
   }
-  if (!report->failures.empty() && report->failures.back().id == -1) {
-    throw CommandError(Exit::failed, "Tovra could not save this run: " + report->failures.back().message);
+  if (report->saveFailure) {
+    throw CommandError(Exit::failed, measure::saveFailedText(*report));
   }
   if (report->ending == RunReport::Ending::stopped) {
     throw CommandError(Exit::stoppedByUser, "");

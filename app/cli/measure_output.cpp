@@ -1,7 +1,5 @@
 #include "app/cli/measure_output.h"
 
-#include <date/tz.h>
-
 #include "app/measure/measure_texts.h"
 #include "app/store/dates.h"
 
@@ -16,11 +14,6 @@ json optionalTime(const std::optional<asokit::WallTime>& time) {
 
 json optionalNumber(const std::optional<std::int64_t>& value) {
   return value ? json(*value) : json(nullptr);
-}
-
-std::string formatLocal(const shell::ZonedCalendar& calendar, asokit::WallTime time, const char* pattern) {
-  const auto* zone = date::locate_zone(calendar.zoneName());
-  return date::format(pattern, date::make_zoned(zone, std::chrono::floor<std::chrono::seconds>(time)));
 }
 
 json rowJson(const measure::TodayRow& row) {
@@ -63,22 +56,6 @@ json listOf(const std::vector<T>& items, F convert) {
 
 }  // namespace
 
-shell::ZonedCalendar userZonedCalendar() {
-  try {
-    return shell::ZonedCalendar();
-  } catch (const std::exception&) {
-    return shell::ZonedCalendar("UTC");
-  }
-}
-
-std::string localMinute(const shell::ZonedCalendar& calendar, asokit::WallTime time) {
-  return formatLocal(calendar, time, "%F %R");
-}
-
-std::string localDate(const shell::ZonedCalendar& calendar, asokit::WallTime time) {
-  return formatLocal(calendar, time, "%F");
-}
-
 json toJson(const measure::RunReport& report) {
   return {
       {"ending", std::string(measure::endingName(report.ending))},
@@ -89,7 +66,7 @@ json toJson(const measure::RunReport& report) {
       {"measured", report.measured},
       {"failed", report.failed},
       {"skipped", report.skipped},
-      {"failures", listOf(report.failures,
+      {"failures", listOf(measure::failureRows(report),
                           [](const measure::RunReport::Failure& f) {
                             return json{{"id", f.id},
                                         {"app", f.app},

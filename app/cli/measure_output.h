@@ -7,17 +7,9 @@
 #include "AsoKit/rank_history.h"
 #include "app/measure/run_report.h"
 #include "app/measure/today_queue.h"
-#include "app/shell/zoned_calendar.h"
 
-// What the measurement commands (measure, today, history) share: the user's calendar, local times and
-// the JSON forms of the measurement values.
+// The JSON forms of the measurement values that the measurement commands (measure, today, history) print.
 namespace tovra::cli {
-
-// The user's calendar (TZ, else the system's zone); UTC when the zone cannot be found.
-shell::ZonedCalendar userZonedCalendar();
-// "2025-01-14 09:30" and "2025-01-14" in the calendar's zone.
-std::string localMinute(const shell::ZonedCalendar& calendar, asokit::WallTime time);
-std::string localDate(const shell::ZonedCalendar& calendar, asokit::WallTime time);
 
 nlohmann::json toJson(const measure::RunReport& report);
 nlohmann::json toJson(const measure::TodayChange& change);

@@ -1,26 +1,17 @@
 #include "app/cli/research_cli.h"
 
-#include <fmt/format.h>
-
-#include "AsoKit/shared_pacing.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
-#include "app/research/measurement_presence.h"
 #include "app/store/dates.h"
 
 namespace tovra::cli {
-bool measurementRunning() {
-  return research::MeasurementPresence(asokit::SharedPacingFile::defaultDirectory()).running();
-}
-
 research::RequestGate requestGate(Context& context) {
-  return research::RequestGate([] { return measurementRunning(); },
-                               [&context] { return context.client().cooldownSecondsLeft(); });
+  return context.services().requestGate();
 }
 
 std::function<void()> holdOnRefusal(Context& context) {
-  return [&context] { research::holdAfterRefusal(context.client(), context.wall().now()); };
+  return [&context] { context.services().holdAfterRefusal(); };
 }
 
 nlohmann::json toJson(const std::optional<research::KeywordDifficulty>& difficulty) {
@@ -66,30 +57,6 @@ nlohmann::json toJson(const research::SignalsCheck::ProbeStep& step) {
           {"position", orNull(step.position)},
           {"servedFromStore", step.servedFromStore},
           {"observedAt", store::isoUtc(step.observedAt)}};
-}
-
-std::string difficultyLine(const std::optional<research::KeywordDifficulty>& difficulty) {
-  if (!difficulty) {
-    return std::string(kEmDash);
-  }
-  return fmt::format("{}{}{}{}{} of {} counts known", research::bandName(difficulty->band), kDot,
-                     research::difficultyCaption(*difficulty), kDot, difficulty->knownCount, difficulty->sampled);
-}
-
-std::string reachLine(const research::AutocompleteReach& reach) {
-  using Band = research::AutocompleteReach::Band;
-  const auto band = std::string(research::bandName(reach.band));
-  switch (reach.band) {
-    case Band::strong:
-    case Band::moderate:
-      return fmt::format("{}{}listed at {} of {} letters{}position {}", band, kDot, reach.letters.value_or(0),
-                         reach.keywordLength, kDot, reach.position.value_or(0));
-    case Band::none:
-      return band + std::string(kDot) + "not listed even for the full keyword";
-    case Band::notAsked:
-      break;
-  }
-  return band;
 }
 
 }  // namespace tovra::cli

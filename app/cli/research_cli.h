@@ -15,8 +15,6 @@ namespace tovra::cli {
 
 class Context;
 
-// Whether a measurement run holds the store in any Tovra process of the user.
-bool measurementRunning();
 // A run anywhere, then the client's hold (shared by every Tovra process).
 research::RequestGate requestGate(Context& context);
 // What a refusal does: the 900 s hold every process keeps, unless one already counts down.
@@ -27,11 +25,5 @@ nlohmann::json toJson(const research::AutocompleteReach& reach);
 nlohmann::json toJson(const research::KeywordSignals& signals);
 nlohmann::json toJson(const research::SignalsCheck::Summary& summary);
 nlohmann::json toJson(const research::SignalsCheck::ProbeStep& step);
-
-// "Medium · median 1.5k ratings · 8 of 10 counts known", or the em dash.
-std::string difficultyLine(const std::optional<research::KeywordDifficulty>& difficulty);
-// "Strong · listed at 4 of 9 letters · position 2", "None · not listed even for the full keyword",
-// "Not asked".
-std::string reachLine(const research::AutocompleteReach& reach);
 
 }  // namespace tovra::cli

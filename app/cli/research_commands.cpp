@@ -19,6 +19,7 @@
 #include "app/research/keyword_check_model.h"
 #include "app/research/keyword_key.h"
 #include "app/research/signals_check.h"
+#include "app/research/signals_texts.h"
 #include "app/store/dates.h"
 #include "app/store/store.h"
 
@@ -55,21 +56,14 @@ struct DiscoverArgs {
 // when it is not yet), an app already tracked gets the term; both carry it from the search.
 std::string trackFromDiscover(Watchlist& watchlist, const research::DiscoverModel& model, Context& context,
                               const std::string& appStoreId, nlohmann::json& json) {
-  std::string line;
   if (auto draft = model.openTrackDraft(appStoreId, context.monotonic())) {
     store::WatchlistWriter::Receipt receipt;
     watchlist.edit([&] { receipt = research::confirmTrackDraft(watchlist.store(), watchlist.writer(), *draft); });
-    const research::KeptTerm kept{
-        *model.searchedTerm(), *model.searchedCountry(), receipt.createdQueries.empty(),
-        receipt.createdQueries.empty() ? std::nullopt : std::optional(receipt.createdQueries.front())};
-    line = research::keptText(kept, research::KeepTarget{receipt.app});
-    if (receipt.createdApp) {
-      line = receipt.app.displayName + " is now tracked" + std::string(kDot) + line;
-    }
+    const auto kept = research::keptByTrackDraft(receipt, *model.searchedTerm(), *model.searchedCountry());
     json = {{"app", toJson(watchlist.store(), receipt.app)},
             {"createdApp", receipt.createdApp},
             {"alreadyAdded", kept.alreadyThere}};
-    return line;
+    return research::trackedText(receipt, kept);
   }
   const auto app = requireApp(watchlist.store(), appStoreId);
   research::KeptTerm kept;
@@ -154,20 +148,12 @@ struct SignalsArgs {
   bool explain = false;
 };
 
-std::string stepText(const research::SignalsCheck::ProbeStep& step) {
-  auto text = step.position ? fmt::format("listed at position {}", *step.position) : std::string("not listed");
-  if (step.servedFromStore) {
-    text += std::string(kDot) + "from today's stored probe";
-  }
-  return text;
-}
-
 void runSignals(Context& context, const SignalsArgs& args) {
   const auto keyword = requireKeyword(args.keyword, "The keyword");
   const auto country = requireCountry(args.country);
   auto& store = context.store();
   const auto cancel = context.cancel().get_token();
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   research::SignalsCheck check(
       [&](const std::string& t, const std::string& c) {
         return context.client().search(t, c, static_cast<std::int64_t>(research::kDifficultySample), cancel);
@@ -198,15 +184,14 @@ void runSignals(Context& context, const SignalsArgs& args) {
     auto& out = context.out();
     out << fmt::format("“{}” in {}\n", signals.keyword, upperCountry(signals.country));
     Table table({"Signal", "Reading"});
-    table.add({"Difficulty", difficultyLine(signals.difficulty)});
-    table.add({"Reach", reachLine(signals.reach)});
+    table.add({"Difficulty", research::difficultyLine(signals.difficulty)});
+    table.add({"Reach", research::reachLine(signals.reach)});
     table.print(out);
-    out << fmt::format("{} hint probe{} asked{}{}\n", summary.probesAsked, summary.probesAsked == 1 ? "" : "s", kDot,
-                       summary.converged ? "the shortest listing prefix is settled" : "not settled");
+    out << research::probesLine(summary) << "\n";
     if (!check.steps().empty()) {
       Table probes({"Prefix", "Letters", "Keyword"});
       for (const auto& step : check.steps()) {
-        probes.add({"“" + step.prefix + "”", std::to_string(step.letters), stepText(step)});
+        probes.add({"“" + step.prefix + "”", std::to_string(step.letters), research::probeStepText(step)});
       }
       probes.print(out);
     }
@@ -217,17 +202,7 @@ void runSignals(Context& context, const SignalsArgs& args) {
       }
     }
   }
-  std::vector<std::string> problems;
-  if (summary.failed > 0) {
-    problems.push_back(fmt::format("{} request{} failed{}{}", summary.failed, summary.failed == 1 ? "" : "s", kDot,
-                                   summary.lastFailure.value_or("")));
-  }
-  if (summary.halted && summary.lastFailure && summary.failed == 0) {
-    problems.push_back(*summary.lastFailure);
-  }
-  if (check.saveFailure()) {
-    problems.push_back(*check.saveFailure());
-  }
+  const auto problems = research::signalsProblems(summary, check.saveFailure());
   if (summary.halted) {
     throw CommandError(Exit::refused, fmt::format("{}", fmt::join(problems, "\n")));
   }
@@ -245,12 +220,6 @@ struct CheckArgs {
   bool track = false;
 };
 
-std::string_view phaseName(const research::KeywordCheckModel::Phase& phase) {
-  static constexpr std::string_view names[] = {"idle",    "checking", "measured", "notInTopN", "failed",
-                                               "skipped", "halted",   "stopped",  "tracked"};
-  return names[phase.index()];
-}
-
 void runCheck(Context& context, const CheckArgs& args) {
   const auto keyword = requireKeyword(args.keyword, "The keyword");
   const auto country = requireCountry(args.country);
@@ -265,7 +234,7 @@ void runCheck(Context& context, const CheckArgs& args) {
             queries, measure::MeasurementRunner::kMaxConsecutiveFailures, {}, [&] { return stop.stop_requested(); },
             cancel);
       },
-      [] { return measurementRunning(); }, [&] { return context.client().cooldownSecondsLeft(); },
+      [&] { return context.services().presence().running(); }, [&] { return context.client().cooldownSecondsLeft(); },
       [&](const research::KeywordCheckRequest& request) {
         watchlist.edit([&] {
           kept = research::keepTerm(watchlist.writer(), research::KeepTarget{request.app}, request.keyword,
@@ -287,7 +256,7 @@ void runCheck(Context& context, const CheckArgs& args) {
     nlohmann::json out{{"appStoreId", app.appStoreId},
                        {"keyword", keyword},
                        {"country", country},
-                       {"phase", phaseName(checked)},
+                       {"phase", research::KeywordCheckModel::phaseName(checked)},
                        {"text", text},
                        {"rank", nullptr},
                        {"depth", nullptr},

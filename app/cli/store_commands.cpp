@@ -51,7 +51,7 @@ void runStore(Context& context) {
 void runExport(Context& context, const std::string& output) {
   auto& store = context.store();
   const auto now = context.wall().now();
-  const std::string proposed = store::proposedExportFileName(now, localTimeFormat());
+  const std::string proposed = store::proposedExportFileName(now, context.services().localTime());
   fs::path target = output.empty() ? fs::path(proposed) : fs::path(output);
   std::error_code error;
   if (fs::is_directory(target, error)) {

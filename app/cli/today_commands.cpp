@@ -8,6 +8,7 @@
 #include "app/cli/measure_output.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_cli.h"
+#include "app/measure/keyword_history.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_report.h"
 #include "app/measure/today_board.h"
@@ -25,7 +26,7 @@ struct TodayArgs {
   std::string country;
 };
 
-void printRows(Context& context, const shell::ZonedCalendar& calendar, const std::string& heading,
+void printRows(Context& context, const store::LocalTimeFormat& localTime, const std::string& heading,
                const std::vector<TodayRow>& rows) {
   auto& out = context.out();
   out << "\n" << heading << " (" << rows.size() << ")\n";
@@ -35,7 +36,7 @@ void printRows(Context& context, const shell::ZonedCalendar& calendar, const std
   Table table({"Change", "Rank", "Keyword", "Country", "App", "Measured"});
   for (const auto& row : rows) {
     table.add({measure::changeText(row.change), measure::rankText(row.rank, row.resultCount), row.keyword,
-               upperCountry(row.country), row.appLabel, localMinute(calendar, row.measuredAt)});
+               upperCountry(row.country), row.appLabel, localTime.minute(row.measuredAt)});
   }
   table.print(out);
 }
@@ -53,18 +54,12 @@ void printWaiting(Context& context, const std::string& heading, const std::vecto
   table.print(out);
 }
 
-void printQueue(Context& context, const shell::ZonedCalendar& calendar, const measure::TodayQueue& queue) {
+void printQueue(Context& context, const store::LocalTimeFormat& localTime, const measure::TodayQueue& queue) {
   auto& out = context.out();
-  if (queue.finishedAt) {
-    out << fmt::format("Last run {}{}{} {}{}{} {}{}\n", localMinute(calendar, *queue.finishedAt), kDot,
-                       queue.queryCount, queue.queryCount == 1 ? "keyword" : "keywords", kDot, queue.requestCount,
-                       queue.requestCount == 1 ? "request" : "requests", queue.halted ? " · halted" : "");
-  } else {
-    out << "No run has finished yet.\n";
-  }
-  printRows(context, calendar, "Pending", queue.pending);
-  printRows(context, calendar, "Reviewed", queue.reviewed);
-  printRows(context, calendar, "Held", queue.held);
+  out << measure::lastRunLine(queue, localTime) << "\n";
+  printRows(context, localTime, "Pending", queue.pending);
+  printRows(context, localTime, "Reviewed", queue.reviewed);
+  printRows(context, localTime, "Held", queue.held);
   if (!queue.notMeasured.empty()) {
     out << "\nNot measured in the last run (" << queue.notMeasured.size() << ")\n";
     Table table({"Keyword", "Country", "App", "Why"});
@@ -102,7 +97,7 @@ const TodayRow& requireRow(Context& context, measure::TodayBoard& board, const s
 }
 
 void runToday(Context& context, const TodayArgs& args) {
-  const auto calendar = userZonedCalendar();
+  const auto& calendar = context.calendar();
   measure::TodayBoard board(context.store(), calendar, context.wall());
   board.refresh();
   if (!args.review.empty() || !args.unreview.empty()) {
@@ -110,7 +105,7 @@ void runToday(Context& context, const TodayArgs& args) {
     const auto& row = requireRow(context, board, marking ? args.review : args.unreview, args.country);
     const auto id = row.id;
     const auto label = describeKeyword(row.keyword, row.country);
-    const auto day = localDate(calendar, row.day);
+    const auto day = context.services().localTime().date(row.day);
     if (marking) {
       board.review(id);
       if (!context.json) {
@@ -127,7 +122,7 @@ void runToday(Context& context, const TodayArgs& args) {
   if (context.json) {
     printJson(context.out(), toJson(board.queue()));
   } else {
-    printQueue(context, calendar, board.queue());
+    printQueue(context, context.services().localTime(), board.queue());
   }
 }
 
@@ -147,69 +142,52 @@ void runHistory(Context& context, const HistoryArgs& args) {
     throw CommandError(
         Exit::failed, fmt::format("{} tracks no keyword {}.", app.displayName, describeKeyword(args.keyword, country)));
   }
-  const auto calendar = userZonedCalendar();
-  const auto readings = store.observations().ofQuery(query->rowId);
-  std::vector<asokit::RankPoint> points;
-  for (const auto& reading : readings) {
-    points.push_back({calendar.startOfDay(reading.day), reading.rank});
-  }
-  const asokit::RankHistory history(points);
-  const auto change = measure::changeOf(history);
-  const auto runs = history.dayRuns(calendar);
-  const auto label = measure::lineLabel(measure::appLabel(*query, app, store.localizations().ofApp(app.rowId)), *query);
+  const auto series = measure::keywordHistory(store, app, *query, context.calendar());
+  const auto& localTime = context.services().localTime();
 
   if (context.json) {
-    nlohmann::json series = nlohmann::json::array();
-    for (const auto& reading : readings) {
-      series.push_back({{"day", store::isoUtc(calendar.startOfDay(reading.day))},
+    nlohmann::json points = nlohmann::json::array();
+    for (const auto& [day, reading] : series.readings) {
+      points.push_back({{"day", store::isoUtc(day)},
                         {"rank", reading.rank ? nlohmann::json(*reading.rank) : nlohmann::json(nullptr)},
                         {"resultCount", reading.resultCount},
                         {"source", reading.source},
                         {"measuredAt", store::isoUtc(reading.measuredAt)}});
     }
     nlohmann::json dayRuns = nlohmann::json::array();
-    for (const auto& run : runs) {
+    for (const auto& run : series.dayRuns) {
       nlohmann::json days = nlohmann::json::array();
       for (const auto& point : run) {
         days.push_back(toJson(point));
       }
       dayRuns.push_back(days);
     }
-    const auto latest = history.change();
+    const auto latest = series.history.change();
     printJson(context.out(), {{"appStoreId", app.appStoreId},
                               {"keyword", query->keyword},
                               {"country", query->country},
-                              {"label", label},
-                              {"readingCount", history.readingCount()},
-                              {"points", series},
+                              {"label", series.label},
+                              {"readingCount", series.history.readingCount()},
+                              {"points", points},
                               {"change", latest ? nlohmann::json(*latest) : nlohmann::json(nullptr)},
-                              {"todayChange", toJson(change)},
+                              {"todayChange", toJson(series.change)},
                               {"dayRuns", dayRuns}});
     return;
   }
   auto& out = context.out();
-  out << label << kDot << readings.size() << (readings.size() == 1 ? " reading" : " readings") << kDot
-      << measure::changeText(change) << "\n";
-  if (readings.empty()) {
-    out << "No reading yet: the next run measures it.\n";
+  out << measure::historyHeadline(series) << "\n";
+  if (series.readings.empty()) {
+    out << measure::historyText::kNoReadingYet << "\n";
     return;
   }
   Table table({"Day", "Rank", "Results", "Measured"});
-  for (const auto& reading : readings) {
-    table.add({localDate(calendar, reading.day), measure::rankText(reading.rank, reading.resultCount),
-               std::to_string(reading.resultCount), localMinute(calendar, reading.measuredAt)});
+  for (const auto& entry : series.readings) {
+    const auto& reading = entry.observation;
+    table.add({localTime.date(reading.day), measure::rankText(reading.rank, reading.resultCount),
+               std::to_string(reading.resultCount), localTime.minute(reading.measuredAt)});
   }
   table.print(out);
-  std::string stretches;
-  for (const auto& run : runs) {
-    stretches += stretches.empty() ? "" : std::string(kDot);
-    stretches += localDate(calendar, run.front().day);
-    if (run.size() > 1) {
-      stretches += " – " + localDate(calendar, run.back().day);
-    }
-    stretches += fmt::format(" ({} {})", run.size(), run.size() == 1 ? "day" : "days");
-  }
-  out << "Day runs: " << stretches << "\n";
+  out << measure::dayRunsLine(series, localTime) << "\n";
 }
 
 const bool registered = [] {

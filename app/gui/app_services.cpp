@@ -1,60 +1,25 @@
 #include "app/gui/app_services.h"
 
-#include <cstdlib>
-
-#include "AsoKit/shared_pacing.h"
-#include "AsoKit/url.h"
-
 namespace tovra::gui {
 
-shell::ZonedCalendar userCalendar() {
-  try {
-    return shell::ZonedCalendar();
-  } catch (const std::exception&) {
-    return shell::ZonedCalendar("UTC");
-  }
-}
-
-std::filesystem::path defaultDataDir() {
-  if (const char* dir = std::getenv("TOVRA_DATA_DIR"); dir && *dir) {
-    return dir;
-  }
-  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg && *xdg) {
-    return std::filesystem::path(xdg) / "Tovra";
-  }
-  const char* home = std::getenv("HOME");
-  return std::filesystem::path(home && *home ? home : ".") / ".local" / "share" / "Tovra";
-}
-
-void useProductionClient(AppServices::Parts& parts) {
-  asokit::CurlTransportOptions options;
-  if (const char* ca = std::getenv("TOVRA_CA_FILE"); ca && *ca) {
-    options.extraCaFile = ca;
-  }
-  parts.transport = asokit::makeCurlTransport(options);
-  parts.clientConfig.endpoints = asokit::Endpoints::fromEnvironment();
-  try {
-    const auto directory = asokit::SharedPacingFile::defaultDirectory();
-    parts.clientConfig.sharedPacing = std::make_shared<asokit::SharedPacingFile>(directory);
-    parts.presenceDirectory = directory;
-  } catch (const std::exception&) {
-    // Without the shared folder this process still paces its own requests.
-  }
-}
-
 AppServices::AppServices(Parts parts)
-    : store_(std::move(parts.store)),
-      notice_(std::move(parts.notice)),
-      dataDir_(std::move(parts.dataDir)),
-      settings_(std::move(parts.settings)),
-      calendar_(userCalendar()),
-      transport_(std::move(parts.transport)) {
-  client_ = std::make_unique<asokit::AsoClient>(*transport_, monotonic_, wall_, parts.clientConfig);
-  if (parts.presenceDirectory) {
-    presence_ = std::make_unique<research::MeasurementPresence>(*parts.presenceDirectory);
+    : core_(std::make_unique<shell::Services>(std::move(parts.configuration), std::move(parts.seams))),
+      ownStore_(std::move(parts.store)),
+      settings_(std::move(parts.settings)) {
+  if (!ownStore_) {
+    const auto& opening = core_->openStore();
+    notice_ = opening.notice;
+    store_ = opening.store;
+    if (!store_) {
+      // The window still comes up, long enough to say why the store could not be opened.
+      ownStore_ = store::inMemoryFallback();
+    }
   }
-  runner_ = std::make_unique<measure::MeasurementRunner>(
-      measure::MeasurementRunner::Services{queue_, *client_, *store_, wall_, monotonic_, calendar_, presence_.get()});
+  if (ownStore_) {
+    store_ = ownStore_.get();
+  }
+  runner_ = std::make_unique<measure::MeasurementRunner>(measure::MeasurementRunner::Services{
+      queue_, core_->client(), *store_, core_->wall(), core_->monotonic(), core_->calendar(), &core_->presence()});
   notifier_ = std::make_unique<measure::TovraNotifier>(queue_, *settings_, std::move(parts.makeCenter));
   subscriptions_.push_back(runner_->changes().subscribe([this] { emit signals_.changed(); }));
   subscriptions_.push_back(
@@ -71,10 +36,6 @@ AppServices::~AppServices() {
   subscriptions_.clear();
   runner_.reset();
   notifier_.reset();
-}
-
-bool AppServices::runningElsewhere() const {
-  return presence_ && presence_->running();
 }
 
 }  // namespace tovra::gui

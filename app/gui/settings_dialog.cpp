@@ -44,14 +44,6 @@ std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kin
   return "unknown";
 }
 
-store::LocalTimeFormat localTime() {
-  try {
-    return store::LocalTimeFormat();
-  } catch (const std::exception&) {
-    return store::LocalTimeFormat("UTC");
-  }
-}
-
 }  // namespace
 
 QString notifierStateText(const AppServices& services) {
@@ -155,7 +147,7 @@ void SettingsDialog::render() {
 }
 
 void SettingsDialog::chooseExportFile() {
-  const auto proposed = store::proposedExportFileName(services_.wall().now(), localTime());
+  const auto proposed = store::proposedExportFileName(services_.wall().now(), services_.core().localTime());
   const auto target = QFileDialog::getSaveFileName(this, QStringLiteral("Export…"), QString::fromStdString(proposed),
                                                    QStringLiteral("JSON (*.json)"));
   if (!target.isEmpty()) {

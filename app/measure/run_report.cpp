@@ -58,6 +58,25 @@ std::string lineLabel(const std::string& appLabel, const store::TrackedQuery& qu
   return appLabel + std::string(texts::kJoin) + query.keyword + std::string(texts::kJoin) + upperAscii(query.country);
 }
 
+std::vector<RunReport::Failure> failureRows(const RunReport& report) {
+  auto rows = report.failures;
+  if (report.saveFailure) {
+    rows.push_back({-1, "local store", {"—", "save"}, *report.saveFailure});
+  }
+  return rows;
+}
+
+std::string countsLine(const RunReport& report) {
+  const std::string join(texts::kJoin);
+  return std::to_string(report.measured) + " measured" + join + std::to_string(report.failed) + " failed" + join +
+         std::to_string(report.skipped) + " skipped" + join + std::to_string(report.requestCount) +
+         (report.requestCount == 1 ? " request" : " requests");
+}
+
+std::string saveFailedText(const RunReport& report) {
+  return "Tovra could not save this run: " + report.saveFailure.value_or("");
+}
+
 RunReport buildReport(const ReportInput& input) {
   const auto& entries = *input.entries;
   const auto& outcome = *input.outcome;
@@ -96,9 +115,7 @@ RunReport buildReport(const ReportInput& input) {
       ++report.skipped;
     }
   }
-  if (input.saveFailure) {
-    report.failures.push_back({-1, "local store", {"—", "save"}, *input.saveFailure});
-  }
+  report.saveFailure = input.saveFailure;
   report.hadNoEarlierObservations = input.hadEarlierReadings.has_value() && !*input.hadEarlierReadings;
   report.isFirstMeasurement = report.hadNoEarlierObservations && !report.ranked.empty();
   return report;

@@ -17,7 +17,7 @@ struct RunReport {
   enum class Ending { finished, halted, stopped };
 
   struct Failure {
-    std::int64_t id = 0;  // the query's place in the run; -1 for the save
+    std::int64_t id = 0;  // the query's place in the run
     std::string app;
     RequestTarget target;
     std::string message;
@@ -46,7 +46,9 @@ struct RunReport {
   std::int64_t measured = 0;
   std::int64_t failed = 0;
   std::int64_t skipped = 0;
-  std::vector<Failure> failures;
+  std::vector<Failure> failures;  // one per failed query
+  // The store's words when the run's finishing step could not be saved; the readings are then lost.
+  std::optional<std::string> saveFailure;
   std::vector<std::string> measuredZero;
   std::string source = "appstore";
   std::vector<RankedLine> ranked;
@@ -58,6 +60,14 @@ struct RunReport {
 };
 
 std::string_view endingName(RunReport::Ending ending);
+
+// The failures as a list of them shows them: one per failed query, then the save, when it failed, as a
+// row of its own (id -1, app "local store", country "—", keyword "save").
+std::vector<RunReport::Failure> failureRows(const RunReport& report);
+// "3 measured · 1 failed · 0 skipped · 4 requests"
+std::string countsLine(const RunReport& report);
+// "Tovra could not save this run: " and the store's words.
+std::string saveFailedText(const RunReport& report);
 
 // Whether to offer a run, and when the last one finished.
 struct MeasureOffer {

@@ -184,6 +184,16 @@ std::string summaryLine(const TodayQueue& queue) {
   return line;
 }
 
+std::string lastRunLine(const TodayQueue& queue, const store::LocalTimeFormat& localTime) {
+  if (!queue.finishedAt) {
+    return "No run has finished yet.";
+  }
+  const std::string join(texts::kJoin);
+  return "Last run " + localTime.minute(*queue.finishedAt) + join + std::to_string(queue.queryCount) +
+         (queue.queryCount == 1 ? " keyword" : " keywords") + join + std::to_string(queue.requestCount) +
+         (queue.requestCount == 1 ? " request" : " requests") + (queue.halted ? join + "halted" : "");
+}
+
 TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar& calendar,
                            std::optional<store::ReviewMark> undoableMark) {
   std::unordered_map<std::int64_t, const store::TrackedApp*> apps;

@@ -7,6 +7,7 @@
 
 #include "AsoKit/calendar.h"
 #include "AsoKit/rank_history.h"
+#include "app/store/local_time.h"
 #include "app/store/records.h"
 #include "app/store/today_reads.h"
 
@@ -110,6 +111,9 @@ std::string notMeasuredReason(store::RunOutcomeStatus status, const std::optiona
 
 // "12 keywords · 3 moved · 1 change unknown · 7 held · 2 not measured"
 std::string summaryLine(const TodayQueue& queue);
+// "Last run 2025-01-14 09:30 · 12 keywords · 9 requests", with " · halted" after a halt, the time in the
+// user's zone; "No run has finished yet." before the first run.
+std::string lastRunLine(const TodayQueue& queue, const store::LocalTimeFormat& localTime);
 
 // Builds the queue from a snapshot, taking its texts over; `undoableMark` is kept while the store still
 // holds it.

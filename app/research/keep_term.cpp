@@ -48,4 +48,18 @@ std::string keptText(const KeptTerm& kept, const KeepTarget& target) {
                : fmt::format("{} is now kept in {}", what, target.label());
 }
 
+KeptTerm keptByTrackDraft(const store::WatchlistWriter::Receipt& receipt, std::string_view term,
+                          std::string_view country) {
+  KeptTerm kept{std::string(term), std::string(country), receipt.createdQueries.empty(), std::nullopt};
+  if (!receipt.createdQueries.empty()) {
+    kept.inserted = receipt.createdQueries.front();
+  }
+  return kept;
+}
+
+std::string trackedText(const store::WatchlistWriter::Receipt& receipt, const KeptTerm& kept) {
+  const auto line = keptText(kept, KeepTarget{receipt.app});
+  return receipt.createdApp ? receipt.app.displayName + " is now tracked · " + line : line;
+}
+
 }  // namespace tovra::research

@@ -8,6 +8,7 @@
 
 #include "app/research/keyword_draft.h"
 #include "app/store/records.h"
+#include "app/store/watchlist_writer.h"
 
 namespace tovra::store {
 class WatchlistWriter;
@@ -45,5 +46,13 @@ KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std:
 // "“photo editor” in US is now tracked for Lumen Photo", "… is now kept in Travel ideas", or "… was
 // already added to …".
 std::string keptText(const KeptTerm& kept, const KeepTarget& target);
+
+// The searched term as a confirmed track draft kept it for its app: already there when the draft added no
+// keyword, since the app then had the term already.
+KeptTerm keptByTrackDraft(const store::WatchlistWriter::Receipt& receipt, std::string_view term,
+                          std::string_view country);
+// keptText for the receipt's app, after "Lumen Photo is now tracked · " when the draft started tracking
+// the app.
+std::string trackedText(const store::WatchlistWriter::Receipt& receipt, const KeptTerm& kept);
 
 }  // namespace tovra::research

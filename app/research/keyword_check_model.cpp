@@ -112,4 +112,19 @@ std::optional<std::string> KeywordCheckModel::text(const Phase& phase) {
       phase);
 }
 
+std::string_view KeywordCheckModel::phaseName(const Phase& phase) {
+  return std::visit(Overloaded{
+                        [](const Idle&) { return std::string_view("idle"); },
+                        [](const Checking&) { return std::string_view("checking"); },
+                        [](const Measured&) { return std::string_view("measured"); },
+                        [](const NotInTopN&) { return std::string_view("notInTopN"); },
+                        [](const Failed&) { return std::string_view("failed"); },
+                        [](const Skipped&) { return std::string_view("skipped"); },
+                        [](const Halted&) { return std::string_view("halted"); },
+                        [](const Stopped&) { return std::string_view("stopped"); },
+                        [](const Tracked&) { return std::string_view("tracked"); },
+                    },
+                    phase);
+}
+
 }  // namespace tovra::research

@@ -108,6 +108,8 @@ class KeywordCheckModel final {
   static Phase phaseFor(const asokit::BatchOutcome& outcome);
   // The text a phase shows; none for idle.
   static std::optional<std::string> text(const Phase& phase);
+  // The phase's case name for machine output: "idle", "checking", "measured", "notInTopN", …
+  static std::string_view phaseName(const Phase& phase);
 
  private:
   void changed();

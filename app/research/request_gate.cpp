@@ -39,7 +39,7 @@ bool isRefusal(const std::exception& error) {
   if (const auto* http = aso->as<asokit::AsoError::Http>()) {
     return http->status == 403;
   }
-  return aso->as<asokit::AsoError::CoolingDown>() != nullptr;
+  return aso->as<asokit::AsoError::CoolingDown>() || aso->as<asokit::AsoError::HaltedAfterConsecutiveFailures>();
 }
 
 void holdAfterRefusal(asokit::AsoClient& client, asokit::WallTime now) {

@@ -46,8 +46,8 @@ class RequestGate final {
 };
 
 // Whether a failed request means the store refused the client: HTTP 403 after the fetch's own retries,
-// or the hold that an earlier refusal started. A refusal stops the flow at once and holds every later
-// request as long as a halted run does.
+// the hold that an earlier refusal started, or the failure guard's halt. A refusal stops the flow at once
+// and holds every later request as long as a halted run does; a command it ends exits as refused.
 bool isRefusal(const std::exception& error);
 
 // Starts the hold after a refusal, unless one is already counting down (a refusal met during a hold must

@@ -2,24 +2,10 @@
 
 #include <date/tz.h>
 
-#include <cstdlib>
-
 namespace tovra::shell {
 namespace {
 
 using namespace std::chrono;
-
-const date::time_zone* userZone() {
-  if (const char* tz = std::getenv("TZ"); tz && *tz) {
-    std::string name = tz[0] == ':' ? tz + 1 : tz;
-    try {
-      return date::locate_zone(name);
-    } catch (const std::exception&) {
-      // An unusable TZ falls back to the system's zone, as the C library does.
-    }
-  }
-  return date::current_zone();
-}
 
 // The first instant of a local calendar day. Where local midnight does not exist (a forward jump at
 // 00:00) the day starts at the jump; where it exists twice, at the earlier one.
@@ -38,7 +24,20 @@ asokit::WallTime firstInstantOf(const date::time_zone* zone, date::local_days da
 
 }  // namespace
 
-ZonedCalendar::ZonedCalendar() : zone_(userZone()) {}
+ZonedCalendar ZonedCalendar::forUser(const std::optional<std::string>& zoneName) {
+  if (zoneName) {
+    try {
+      return ZonedCalendar(*zoneName);
+    } catch (const std::exception&) {
+      // An unusable TZ falls back to the system's zone.
+    }
+  }
+  try {
+    return ZonedCalendar(date::current_zone()->name());
+  } catch (const std::exception&) {
+    return ZonedCalendar("UTC");
+  }
+}
 
 ZonedCalendar::ZonedCalendar(const std::string& zoneName) : zone_(date::locate_zone(zoneName)) {}
 

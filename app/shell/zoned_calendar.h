@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "AsoKit/calendar.h"
@@ -10,11 +11,14 @@ class time_zone;
 
 namespace tovra::shell {
 
-// The calendar of a time zone from the system's time-zone database; by default the user's own zone
-// (TZ, else /etc/localtime).
+// The calendar of a time zone from the system's time-zone database.
 class ZonedCalendar final : public asokit::Calendar {
  public:
-  ZonedCalendar();
+  // The user's calendar: the zone named by TZ when the database knows it, else the system's own zone
+  // (/etc/localtime), as the C library does; UTC when neither can be found, so a bare container still
+  // gets days and stamps.
+  static ZonedCalendar forUser(const std::optional<std::string>& zoneName);
+
   // Throws std::runtime_error for a zone the database does not know.
   explicit ZonedCalendar(const std::string& zoneName);
 

@@ -2,11 +2,7 @@
 
 #include <date/tz.h>
 
-#include "app/shell/zoned_calendar.h"
-
 namespace tovra::store {
-
-LocalTimeFormat::LocalTimeFormat() : LocalTimeFormat(shell::ZonedCalendar().zoneName()) {}
 
 LocalTimeFormat::LocalTimeFormat(const std::string& zoneName) : zone_(date::locate_zone(zoneName)) {}
 
@@ -18,6 +14,11 @@ std::string LocalTimeFormat::stamp(asokit::WallTime time) const {
 std::string LocalTimeFormat::date(asokit::WallTime time) const {
   const auto local = zone_->to_local(std::chrono::floor<std::chrono::seconds>(time));
   return date::format("%Y-%m-%d", local);
+}
+
+std::string LocalTimeFormat::minute(asokit::WallTime time) const {
+  const auto local = zone_->to_local(std::chrono::floor<std::chrono::seconds>(time));
+  return date::format("%Y-%m-%d %H:%M", local);
 }
 
 }  // namespace tovra::store

@@ -14,8 +14,6 @@ namespace tovra::store {
 // whatever the desktop's locale: backup folder stamps and the export's proposed file name.
 class LocalTimeFormat final {
  public:
-  // The user's own zone, as the calendar finds it (TZ, else /etc/localtime).
-  LocalTimeFormat();
   // Throws std::runtime_error for a zone the time-zone database does not know.
   explicit LocalTimeFormat(const std::string& zoneName);
 
@@ -23,6 +21,8 @@ class LocalTimeFormat final {
   std::string stamp(asokit::WallTime time) const;
   // "yyyy-MM-dd", e.g. "2025-01-14".
   std::string date(asokit::WallTime time) const;
+  // "yyyy-MM-dd HH:mm", e.g. "2025-01-14 09:30".
+  std::string minute(asokit::WallTime time) const;
 
  private:
   const date::time_zone* zone_;

@@ -64,14 +64,18 @@ struct Harness {
 
   explicit Harness(measure::TovraNotifier::CenterFactory center = {}) {
     gui::AppServices::Parts parts;
+    parts.configuration.dataDir = folder.filePath(QStringLiteral("data")).toStdString();
+    // The mark of a run and the shared hold stay in this test's folder, away from any real Tovra.
+    parts.configuration.stateDir = folder.filePath(QStringLiteral("state")).toStdString();
     parts.store = store::Store::inMemory();
-    parts.dataDir = folder.path().toStdString();
     parts.settings = std::make_unique<gui::QtSettingsStore>(
         std::make_unique<QSettings>(folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat));
-    auto transport = std::make_unique<measure::testing::ScriptedStore>(clock);
-    appStore = transport.get();
-    parts.transport = std::move(transport);
-    parts.clientConfig.minInterval = std::chrono::nanoseconds{0};
+    parts.seams.makeTransport = [this](asokit::CurlTransportOptions) -> std::unique_ptr<asokit::HTTPTransport> {
+      auto transport = std::make_unique<measure::testing::ScriptedStore>(clock);
+      appStore = transport.get();
+      return transport;
+    };
+    parts.seams.client.minInterval = std::chrono::nanoseconds{0};
     parts.makeCenter = center ? std::move(center) : [this] { return std::make_unique<FakeCenter>(&posted); };
     services = std::make_unique<gui::AppServices>(std::move(parts));
   }

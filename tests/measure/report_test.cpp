@@ -110,24 +110,37 @@ TEST(RunReport, FirstMeasurementFlags) {
   }
 }
 
-TEST(RunReport, FailuresKeepEntryOrderAndASaveFailureComesLastEvenWhenAllSucceeded) {
+TEST(RunReport, FailuresKeepEntryOrderAndASaveFailureIsListedLastEvenWhenAllSucceeded) {
   Built built;
   built.add("one", asokit::RankStatus{asokit::RankStatus::Failed{"HTTP 500 — https://x"}});
   built.add("two", ranked(1));
   built.add("three", asokit::RankStatus{asokit::RankStatus::Skipped{}});
   const auto report = built.build(true, "database or disk is full");
-  EXPECT_EQ(report.failures,
-            (std::vector<RunReport::Failure>{{0, "Photo Lab", {"us", "one"}, "HTTP 500 — https://x"},
-                                             {-1, "local store", {"—", "save"}, "database or disk is full"}}));
+  const RunReport::Failure queryFailure{0, "Photo Lab", {"us", "one"}, "HTTP 500 — https://x"};
+  EXPECT_EQ(report.failures, std::vector<RunReport::Failure>{queryFailure}) << "the save is not a query";
+  EXPECT_EQ(report.saveFailure, "database or disk is full");
+  EXPECT_EQ(failureRows(report), (std::vector<RunReport::Failure>{
+                                     queryFailure, {-1, "local store", {"—", "save"}, "database or disk is full"}}));
+  EXPECT_EQ(saveFailedText(report), "Tovra could not save this run: database or disk is full");
   EXPECT_EQ(report.measured, 1);
   EXPECT_EQ(report.failed, 1);
   EXPECT_EQ(report.skipped, 1);
+  EXPECT_EQ(countsLine(report), "1 measured · 1 failed · 1 skipped · 0 requests");
 
   Built clean;
   clean.add("one", ranked(2));
   const auto saved = clean.build(true, "disk I/O error");
-  ASSERT_EQ(saved.failures.size(), 1u);
-  EXPECT_EQ(saved.failures[0].id, -1);
+  EXPECT_TRUE(saved.failures.empty());
+  ASSERT_EQ(failureRows(saved).size(), 1u);
+  EXPECT_EQ(failureRows(saved)[0].id, -1);
+  EXPECT_EQ(saved.failed, 0) << "a failed save counts no query as failed";
+  auto one = saved;
+  one.requestCount = 1;
+  EXPECT_EQ(countsLine(one), "1 measured · 0 failed · 0 skipped · 1 request");
+
+  Built unsaved;
+  unsaved.add("one", ranked(2));
+  EXPECT_TRUE(failureRows(unsaved.build(true)).empty());
 }
 
 TEST(RunReport, AHaltWinsOverAStop) {

@@ -48,5 +48,33 @@ TEST_F(KeepTermTest, AHintKeptInASpaceIsParkedThere) {
   EXPECT_THROW(keepTerm(writer, target, "   ", "de", KeywordProvenance::carriedFromStoreHint), KeepTargetError);
 }
 
+TEST_F(KeepTermTest, ATrackDraftsTermIsToldWithTheAppWhenTheDraftStartedTrackingIt) {
+  store::TrackedQuery query;
+  query.keyword = "photo editor";
+  query.country = "us";
+  struct Case {
+    std::string name;
+    bool createdApp;
+    bool addedTheTerm;
+    std::string text;
+  };
+  for (const auto& c : std::vector<Case>{
+           {"new app", true, true, "Lumen Photo is now tracked · “photo editor” in US is now tracked for Lumen Photo"},
+           {"tracked app, new term", false, true, "“photo editor” in US is now tracked for Lumen Photo"},
+           {"tracked app with the term", false, false, "“photo editor” in US was already added to Lumen Photo"},
+       }) {
+    store::WatchlistWriter::Receipt receipt;
+    receipt.app = app;
+    receipt.createdApp = c.createdApp;
+    if (c.addedTheTerm) {
+      receipt.createdQueries.push_back(query);
+    }
+    const auto kept = keptByTrackDraft(receipt, "photo editor", "us");
+    EXPECT_EQ(kept.alreadyThere, !c.addedTheTerm) << c.name;
+    EXPECT_EQ(kept.inserted.has_value(), c.addedTheTerm) << c.name;
+    EXPECT_EQ(trackedText(receipt, kept), c.text) << c.name;
+  }
+}
+
 }  // namespace
 }  // namespace tovra::research

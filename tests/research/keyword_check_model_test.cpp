@@ -73,6 +73,17 @@ INSTANTIATE_TEST_SUITE_P(
         PhaseCase{"Skipped", outcome({skipped()}), Model::Skipped{}, "The check was skipped."}),
     [](const auto& info) { return info.param.name; });
 
+TEST(CheckPhaseNames, AreTheCaseNamesMachineOutputCarries) {
+  const std::vector<std::pair<Model::Phase, std::string_view>> cases{
+      {Model::Idle{}, "idle"},           {Model::Checking{}, "checking"}, {Model::Measured{}, "measured"},
+      {Model::NotInTopN{}, "notInTopN"}, {Model::Failed{}, "failed"},     {Model::Skipped{}, "skipped"},
+      {Model::Halted{}, "halted"},       {Model::Stopped{}, "stopped"},   {Model::Tracked{}, "tracked"}};
+  ASSERT_EQ(cases.size(), std::variant_size_v<Model::Phase>) << "every phase has its name";
+  for (const auto& [phase, name] : cases) {
+    EXPECT_EQ(Model::phaseName(phase), name);
+  }
+}
+
 class KeywordCheckModelTest : public ::testing::Test {
  protected:
   Model make() {

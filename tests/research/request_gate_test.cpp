@@ -20,7 +20,7 @@ struct RefusalCase {
 
 class RefusalTest : public ::testing::TestWithParam<RefusalCase> {};
 
-TEST_P(RefusalTest, OnlyAForbiddenAnswerOrAHoldIsARefusal) {
+TEST_P(RefusalTest, OnlyAForbiddenAnswerAHoldOrTheGuardsHaltIsARefusal) {
   try {
     std::rethrow_exception(GetParam().error);
   } catch (const std::exception& error) {
@@ -32,6 +32,8 @@ INSTANTIATE_TEST_SUITE_P(
     Errors, RefusalTest,
     ::testing::Values(RefusalCase{"Forbidden", std::make_exception_ptr(asokit::AsoError::http(403, "u")), true},
                       RefusalCase{"Cooling", std::make_exception_ptr(asokit::AsoError::coolingDown(12)), true},
+                      RefusalCase{"GuardHalt", std::make_exception_ptr(asokit::AsoError::halted(3, 2)), true},
+                      RefusalCase{"NotFound", std::make_exception_ptr(asokit::AsoError::http(404, "u")), false},
                       RefusalCase{"TooMany", std::make_exception_ptr(asokit::AsoError::http(429, "u")), false},
                       RefusalCase{"ServerError", std::make_exception_ptr(asokit::AsoError::http(503, "u")), false},
                       RefusalCase{"Shape", std::make_exception_ptr(asokit::AsoError::shapeChanged("x")), false},

@@ -1,0 +1,65 @@
+#include "app/shell/services.h"
+
+#include "app/store/file_operations.h"
+
+namespace tovra::shell {
+
+Services::Services(Configuration configuration) : Services(std::move(configuration), Seams{}) {}
+
+Services::Services(Configuration configuration, Seams seams)
+    : configuration_(std::move(configuration)),
+      seams_(std::move(seams)),
+      ownMonotonic_(seams_.monotonic ? nullptr : std::make_unique<asokit::SystemMonotonicClock>()),
+      ownWall_(seams_.wall ? nullptr : std::make_unique<asokit::SystemWallClock>()),
+      monotonic_(seams_.monotonic ? seams_.monotonic : ownMonotonic_.get()),
+      wall_(seams_.wall ? seams_.wall : ownWall_.get()),
+      calendar_(ZonedCalendar::forUser(configuration_.timeZone)),
+      localTime_(calendar_.zoneName()),
+      presence_(configuration_.stateDir) {}
+
+Services::~Services() = default;
+
+const Services::StoreOpening& Services::openStore() {
+  if (!opening_) {
+    store::SystemFileOperations files;
+    const store::StoreBootstrap bootstrap(
+        configuration_.dataDir, files, *wall_, localTime_,
+        seams_.makeContainer ? seams_.makeContainer : store::StoreBootstrap::diskContainer());
+    auto result = bootstrap.open();
+    store_ = std::move(result.container);
+    opening_ = StoreOpening{store_.get(), std::move(result.notice)};
+  }
+  return *opening_;
+}
+
+asokit::AsoClient& Services::client() {
+  if (!client_) {
+    asokit::CurlTransportOptions options;
+    if (configuration_.extraCaFile) {
+      options.extraCaFile = configuration_.extraCaFile->string();
+    }
+    transport_ = seams_.makeTransport ? seams_.makeTransport(options) : asokit::makeCurlTransport(options);
+    auto config = seams_.client;
+    config.endpoints = configuration_.endpoints;
+    try {
+      config.sharedPacing = std::make_shared<asokit::SharedPacingFile>(configuration_.stateDir, seams_.bootId);
+    } catch (const std::exception& error) {
+      if (seams_.warn) {
+        seams_.warn(std::string(error.what()) + " — this process paces only its own requests.");
+      }
+    }
+    client_ = std::make_unique<asokit::AsoClient>(*transport_, *monotonic_, *wall_, config);
+  }
+  return *client_;
+}
+
+research::RequestGate Services::requestGate() {
+  return research::RequestGate([this] { return presence_.running(); },
+                               [this] { return client().cooldownSecondsLeft(); });
+}
+
+void Services::holdAfterRefusal() {
+  research::holdAfterRefusal(client(), wall_->now());
+}
+
+}  // namespace tovra::shell
