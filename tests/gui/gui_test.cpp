@@ -9,6 +9,7 @@
 #include <QListView>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardItemModel>
@@ -62,12 +63,13 @@ struct Harness {
   std::unique_ptr<gui::AppServices> services;
   std::unique_ptr<gui::MainWindow> window;
 
-  explicit Harness(measure::TovraNotifier::CenterFactory center = {}) {
+  explicit Harness(measure::TovraNotifier::CenterFactory center = {}, bool onDisk = false) {
     gui::AppServices::Parts parts;
     parts.configuration.dataDir = folder.filePath(QStringLiteral("data")).toStdString();
     // The mark of a run and the shared hold stay in this test's folder, away from any real Tovra.
     parts.configuration.stateDir = folder.filePath(QStringLiteral("state")).toStdString();
-    parts.store = store::Store::inMemory();
+    parts.store = onDisk ? store::Store::open(folder.filePath(QStringLiteral("default.store")).toStdString())
+                         : store::Store::inMemory();
     parts.settings = std::make_unique<gui::QtSettingsStore>(
         std::make_unique<QSettings>(folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat));
     parts.seams.makeTransport = [this](asokit::CurlTransportOptions) -> std::unique_ptr<asokit::HTTPTransport> {
@@ -339,6 +341,28 @@ class GuiTest final : public QObject {
     settings.exportTo(harness.folder.filePath(QStringLiteral("missing/folder/out.json")));
     QTRY_COMPARE(finished.count(), 2);
     QVERIFY(settings.exportStatus()->text() != harness.folder.filePath(QStringLiteral("missing/folder/out.json")));
+  }
+
+  void exportOfAStoreOnDiskRunsOffTheWindow() {
+    Harness harness({}, true);
+    harness.track();
+    auto& window = harness.open();
+    auto& settings = window.settingsDialog();
+    settings.show();
+    QVERIFY2(settings.storeSummary()->text().contains(QStringLiteral("on disk")),
+             qPrintable(settings.storeSummary()->text()));
+    QSignalSpy finished(&settings, &gui::SettingsDialog::exportFinished);
+    const auto target = harness.folder.filePath(QStringLiteral("export.json"));
+    settings.exportTo(target);
+    // The window is free while the worker writes: the busy bar shows until the result comes back.
+    QVERIFY(settings.isExporting());
+    QVERIFY(settings.exportProgress()->isVisible());
+    QTRY_COMPARE(finished.count(), 1);
+    QVERIFY(!settings.exportProgress()->isVisible());
+    QCOMPARE(settings.exportStatus()->text(), target);
+    QFile file(target);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll().contains("\"222222\""));
   }
 
   void deletingEverythingBringsGettingStartedBack() {
