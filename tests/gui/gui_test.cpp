@@ -18,6 +18,7 @@
 #include <QTimer>
 #include <QTreeView>
 
+#include "AsoKit/shared_pacing.h"
 #include "app/gui/action_menus.h"
 #include "app/gui/app_services.h"
 #include "app/gui/command_palette_widget.h"
@@ -296,6 +297,38 @@ class GuiTest final : public QObject {
     // The stopped run's reading is kept and shows on Today.
     const auto today = textsOf(*window.pageWidget(gui::MainWindow::Page::today)->model());
     QVERIFY2(today.contains(QStringLiteral("accumulating · 1 of 7 readings")), qPrintable(today.join('|')));
+  }
+
+  void anotherProcesssWritesShowUpInTheOpenWindow() {
+    Harness harness({}, true);
+    auto& window = harness.open();
+    auto* apps = window.pageWidget(gui::MainWindow::Page::apps);
+    window.showPage(gui::MainWindow::Page::apps);
+    QVERIFY(!textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")));
+    {
+      // A second connection, as `tovra app add` in a terminal would hold it.
+      auto other = store::Store::open(harness.folder.filePath(QStringLiteral("default.store")).toStdString());
+      measure::testing::Seed(*other).app("333333", "Written elsewhere");
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")), 5000);
+  }
+
+  void anotherProcesssHoldRefusesMeasureNowWithTheCountdown() {
+    Harness harness;
+    harness.track();
+    auto& window = harness.open();
+    auto* measure = window.menus().action(TovraActionID::measureNow);
+    QVERIFY(measure->isEnabled());
+    asokit::SharedPacingFile shared(harness.folder.filePath(QStringLiteral("state")).toStdString());
+    QVERIFY(shared.hold(asokit::SystemWallClock().now() + std::chrono::seconds{600}));
+    QTRY_VERIFY_WITH_TIMEOUT(!measure->isEnabled(), 5000);
+    QVERIFY2(measure->toolTip().startsWith(QStringLiteral("Apple paused requests · retry in ")),
+             qPrintable(measure->toolTip()));
+    QVERIFY(window.windowTitle().startsWith(QStringLiteral("Tovra · Apple paused requests · retry in ")));
+    // The shortcut is refused too: no run starts and no request goes out.
+    QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier);
+    QVERIFY(!harness.services->runner().isLive());
+    QVERIFY(harness.appStore->requests().empty());
   }
 
   void aRunsEndIsPostedWhenTheSwitchIsOn() {
