@@ -2,9 +2,16 @@
 # The offline demo: starts the loopback fake store with a realistic scenario and walks through Tovra
 # against it — search, store hints, tracking an app with keywords, a measurement run and the today view —
 # in a throw-away data folder, so neither the real App Store nor the user's own store is touched.
-# Usage: scripts/demo.sh [BUILD_DIR]   (default build/release)
+# With a display and a built desktop application, the demo opens the desktop application instead, on a
+# data folder pre-filled with a year of generated history, so every view has real numbers to show.
+# Usage: scripts/demo.sh [--cli] [BUILD_DIR]   (default build/release; --cli: the command-line walk-through)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+cli_only=
+if [ "${1:-}" = "--cli" ]; then
+  cli_only=1
+  shift
+fi
 build=${1:-build/release}
 tovra="$build/app/cli/tovra"
 fakestore="$build/tools/fakestore/tovra-fakestore"
@@ -32,6 +39,17 @@ port=$(cat "$work/port")
 
 export TOVRA_SEARCH_URL="http://127.0.0.1:$port" TOVRA_LOOKUP_URL="http://127.0.0.1:$port"
 export TOVRA_DATA_DIR="$work/data" TOVRA_STATE_DIR="$work/state"
+
+gui="$build/app/gui/tovra-gui"
+storegen="$build/tools/storegen/tovra-storegen"
+if [ -z "$cli_only" ] && { [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; } && [ -x "$gui" ] && [ -x "$storegen" ]; then
+  echo "Tovra demo: the desktop application against the fake App Store on 127.0.0.1:$port,"
+  echo "with a year of generated history in a temporary data folder (removed when the window closes)."
+  "$storegen" "$work/data" --apps 6 --keywords 15 --days 365 >/dev/null
+  export XDG_CONFIG_HOME="$work/config"
+  "$gui"
+  exit 0
+fi
 
 step() {
   echo

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release >/dev/null
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
-  cmake --build --preset release -j2 --target tovra tovra-gui
+  cmake --build --preset release -j2 --target tovra tovra-gui tovra-fakestore tovra-storegen
   exec build/release/app/gui/tovra-gui "$@"
 fi
 echo "run: no display (neither DISPLAY nor WAYLAND_DISPLAY is set), so the desktop application cannot open;"
@@ -15,4 +15,4 @@ echo "run: here is the command-line demo instead."
 cmake --build --preset release -j2 --target tovra tovra-fakestore
 build/release/app/cli/tovra --help
 echo
-exec scripts/demo.sh build/release
+exec scripts/demo.sh --cli build/release

@@ -1,6 +1,7 @@
 #include "app/gui/dbus_notifications.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -66,6 +67,17 @@ std::unique_ptr<measure::NotificationCentering> makeDBusNotificationCenter() {
   auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) {
     throw std::runtime_error("No session bus: " + bus.lastError().message().toStdString());
+  }
+  // A service that is neither running nor started on demand would only fail every post.
+  auto* names = bus.interface();
+  const auto activatable = bus.call(
+      QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                     QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ListActivatableNames")));
+  const bool running = names && names->isServiceRegistered(kService).value();
+  const bool startable = activatable.type() == QDBusMessage::ReplyMessage && !activatable.arguments().isEmpty() &&
+                         activatable.arguments().constFirst().toStringList().contains(kService);
+  if (!running && !startable) {
+    throw std::runtime_error("No notification service on the session bus (" + kService.toStdString() + ")");
   }
   return std::make_unique<DBusNotificationCenter>();
 }

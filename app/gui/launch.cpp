@@ -3,17 +3,11 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 #include <QSettings>
-
-#include "app/gui/app_services.h"
-#include "app/store/file_operations.h"
+#include <iostream>
 
 namespace tovra::gui {
 
 namespace {
-
-store::LocalTimeFormat localTimeFormat() {
-  return store::LocalTimeFormat(userCalendar().zoneName());
-}
 
 // The onboarding check's own settings, named after the application's identifier and emptied.
 std::unique_ptr<QSettings> isolatedSettings() {
@@ -48,10 +42,15 @@ std::optional<OnboardingQA> onboardingFrom(const QStringList& arguments) {
 }
 
 std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& qa,
-                                            const std::function<void(AppServices::Parts&)>& makeClient,
+                                            const shell::EnvironmentLookup& environment,
                                             measure::TovraNotifier::CenterFactory makeCenter) {
   AppServices::Parts parts;
-  parts.dataDir = defaultDataDir();
+  try {
+    parts.configuration = shell::Configuration::fromEnvironment(environment);
+  } catch (const shell::ConfigurationError& error) {
+    throw FatalLaunch{error.what()};
+  }
+  parts.seams.warn = [](const std::string& warning) { std::cerr << warning << "\n"; };
   if (qa) {
     parts.settings = std::make_unique<QtSettingsStore>(isolatedSettings());
     try {
@@ -61,24 +60,14 @@ std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& q
     }
   } else {
     parts.settings = std::make_unique<QtSettingsStore>(std::make_unique<QSettings>());
-    store::SystemFileOperations files;
-    asokit::SystemWallClock wall;
-    const store::StoreBootstrap bootstrap(parts.dataDir, files, wall, localTimeFormat(),
-                                          store::StoreBootstrap::diskContainer());
-    auto result = bootstrap.open();
-    parts.notice = std::move(result.notice);
-    parts.store = std::move(result.container);
-    if (!parts.store) {
-      try {
-        parts.store = store::inMemoryFallback();
-      } catch (const std::exception& error) {
-        throw FatalLaunch{error.what()};
-      }
-    }
   }
-  makeClient(parts);
   parts.makeCenter = std::move(makeCenter);
-  return std::make_unique<AppServices>(std::move(parts));
+  try {
+    return std::make_unique<AppServices>(std::move(parts));
+  } catch (const std::runtime_error& error) {
+    // Only the fallback store in memory can fail here, with its own fatal words.
+    throw FatalLaunch{error.what()};
+  }
 }
 
 }  // namespace tovra::gui

@@ -28,10 +28,10 @@ struct FatalLaunch {
   std::string message;
 };
 
-// Opens the store and the settings and builds the services, in the launch's order. Throws FatalLaunch.
-// `makeClient` fills the transport and client settings (production: curl and the environment).
+// Reads the configuration, opens the settings and the store and builds the services, in the launch's
+// order. Throws FatalLaunch.
 std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& qa,
-                                            const std::function<void(AppServices::Parts&)>& makeClient,
+                                            const shell::EnvironmentLookup& environment,
                                             measure::TovraNotifier::CenterFactory makeCenter);
 
 }  // namespace tovra::gui

@@ -43,8 +43,8 @@ constexpr std::array<TovraActionID, 4> kPageActions{TovraActionID::goToday, Tovr
                                                     TovraActionID::goDiscover, TovraActionID::goArchive};
 constexpr std::array<const char*, 4> kPageNames{"Today", "Apps", "Discover", "Archive"};
 
-// How often the window looks for another process's writes and the shared hold.
-constexpr int kStoreWatchMs = 1500;
+// How often the window looks for writes (its own and another process's) and the shared hold.
+constexpr auto kStoreWatchMs = static_cast<int>(store::StoreWatcher::kInterval.count());
 
 }  // namespace
 
@@ -137,10 +137,8 @@ MainWindow::MainWindow(AppServices& services, bool restore) : services_(services
     page = std::clamp(settings.value(kLastPageKey, 0).toInt(), 0, 3);
   }
   showPage(static_cast<Page>(page));
-  try {
-    dataVersion_ = services.store().dataVersion();
-  } catch (const store::StoreError&) {
-  }
+  watcher_ = std::make_unique<store::StoreWatcher>(services.store(), services.core().monotonic());
+  watched_ = watcher_->changes().subscribe([this] { reloadFromStore(); });
   reloadFromStore();
 }
 
@@ -217,14 +215,7 @@ void MainWindow::reloadFromStore() {
 }
 
 void MainWindow::watchStore() {
-  try {
-    const auto version = services_.store().dataVersion();
-    if (version != dataVersion_) {
-      dataVersion_ = version;
-      reloadFromStore();
-    }
-  } catch (const store::StoreError&) {
-  }
+  watcher_->poll();
   // Another process's hold counts here too: a `tovra measure` halted in a terminal holds this window.
   if (!services_.runner().isLive()) {
     services_.runner().refreshCooldown();

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdint>
 
+#include "app/base/observable.h"
 #include "app/shell/tovra_action.h"
+#include "app/store/store_watcher.h"
 
 class QFrame;
 class QLabel;
@@ -80,7 +82,8 @@ class MainWindow final : public QMainWindow {
   SettingsDialog* settings_ = nullptr;
   Tray* tray_;
   QTimer* storeWatch_;
-  std::int64_t dataVersion_ = 0;
+  std::unique_ptr<store::StoreWatcher> watcher_;
+  base::Subscription watched_;
   bool hasMeasurable_ = false;
 };
 

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QStandardItemModel>
 #include <QTableView>
@@ -42,10 +43,6 @@ std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kin
       return "denied";
   }
   return "unknown";
-}
-
-store::LocalTimeFormat localTime() {
-  return store::LocalTimeFormat(userCalendar().zoneName());
 }
 
 }  // namespace
@@ -96,6 +93,11 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   export_ = new QPushButton(QStringLiteral("Export…"), storeBox);
   export_->setAccessibleName(QStringLiteral("Export…"));
   export_->setToolTip(qs(store::kExportLocalOnly));
+  // A busy bar: the export writes as it reads, so there is no total to count against.
+  exportProgress_ = new QProgressBar(storeBox);
+  exportProgress_->setRange(0, 0);
+  exportProgress_->setAccessibleName(QStringLiteral("Exporting…"));
+  exportProgress_->hide();
   exportStatus_ = new QLabel(storeBox);
   exportStatus_->setWordWrap(true);
   exportStatus_->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -106,6 +108,7 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   storeLayout->addWidget(inventoryView_, 1);
   storeLayout->addWidget(exportNote);
   storeLayout->addWidget(export_, 0, Qt::AlignLeft);
+  storeLayout->addWidget(exportProgress_);
   storeLayout->addWidget(exportStatus_);
   storeLayout->addWidget(deleteAll_, 0, Qt::AlignLeft);
 
@@ -148,10 +151,11 @@ void SettingsDialog::render() {
   }
   summary_->setAccessibleName(summary_->text());
   export_->setEnabled(!exporting_);
+  exportProgress_->setVisible(exporting_);
 }
 
 void SettingsDialog::chooseExportFile() {
-  const auto proposed = store::proposedExportFileName(services_.wall().now(), localTime());
+  const auto proposed = store::proposedExportFileName(services_.wall().now(), services_.core().localTime());
   const auto target = QFileDialog::getSaveFileName(this, QStringLiteral("Export…"), QString::fromStdString(proposed),
                                                    QStringLiteral("JSON (*.json)"));
   if (!target.isEmpty()) {

@@ -6,6 +6,7 @@
 
 class QCheckBox;
 class QLabel;
+class QProgressBar;
 class QPushButton;
 class QStandardItemModel;
 class QTableView;
@@ -28,6 +29,7 @@ class SettingsDialog final : public QDialog {
   QLabel* storeSummary() const { return summary_; }
   QStandardItemModel* inventory() const { return inventory_; }
   QLabel* exportStatus() const { return exportStatus_; }
+  QProgressBar* exportProgress() const { return exportProgress_; }
 
   // Writes the export to `target` off the GUI thread; the status line says how it went.
   void exportTo(const QString& target);
@@ -50,6 +52,7 @@ class SettingsDialog final : public QDialog {
   QTableView* inventoryView_;
   QPushButton* export_;
   QLabel* exportStatus_;
+  QProgressBar* exportProgress_;
   QPushButton* deleteAll_;
   bool exporting_ = false;
   base::Subscription notifierChanges_;

@@ -9,6 +9,7 @@
 #include <QListView>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardItemModel>
@@ -17,6 +18,7 @@
 #include <QTimer>
 #include <QTreeView>
 
+#include "AsoKit/shared_pacing.h"
 #include "app/gui/action_menus.h"
 #include "app/gui/app_services.h"
 #include "app/gui/command_palette_widget.h"
@@ -62,16 +64,21 @@ struct Harness {
   std::unique_ptr<gui::AppServices> services;
   std::unique_ptr<gui::MainWindow> window;
 
-  explicit Harness(measure::TovraNotifier::CenterFactory center = {}) {
+  explicit Harness(measure::TovraNotifier::CenterFactory center = {}, bool onDisk = false) {
     gui::AppServices::Parts parts;
-    parts.store = store::Store::inMemory();
-    parts.dataDir = folder.path().toStdString();
+    parts.configuration.dataDir = folder.filePath(QStringLiteral("data")).toStdString();
+    // The mark of a run and the shared hold stay in this test's folder, away from any real Tovra.
+    parts.configuration.stateDir = folder.filePath(QStringLiteral("state")).toStdString();
+    parts.store = onDisk ? store::Store::open(folder.filePath(QStringLiteral("default.store")).toStdString())
+                         : store::Store::inMemory();
     parts.settings = std::make_unique<gui::QtSettingsStore>(
         std::make_unique<QSettings>(folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat));
-    auto transport = std::make_unique<measure::testing::ScriptedStore>(clock);
-    appStore = transport.get();
-    parts.transport = std::move(transport);
-    parts.clientConfig.minInterval = std::chrono::nanoseconds{0};
+    parts.seams.makeTransport = [this](asokit::CurlTransportOptions) -> std::unique_ptr<asokit::HTTPTransport> {
+      auto transport = std::make_unique<measure::testing::ScriptedStore>(clock);
+      appStore = transport.get();
+      return transport;
+    };
+    parts.seams.client.minInterval = std::chrono::nanoseconds{0};
     parts.makeCenter = center ? std::move(center) : [this] { return std::make_unique<FakeCenter>(&posted); };
     services = std::make_unique<gui::AppServices>(std::move(parts));
   }
@@ -292,6 +299,38 @@ class GuiTest final : public QObject {
     QVERIFY2(today.contains(QStringLiteral("accumulating · 1 of 7 readings")), qPrintable(today.join('|')));
   }
 
+  void anotherProcesssWritesShowUpInTheOpenWindow() {
+    Harness harness({}, true);
+    auto& window = harness.open();
+    auto* apps = window.pageWidget(gui::MainWindow::Page::apps);
+    window.showPage(gui::MainWindow::Page::apps);
+    QVERIFY(!textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")));
+    {
+      // A second connection, as `tovra app add` in a terminal would hold it.
+      auto other = store::Store::open(harness.folder.filePath(QStringLiteral("default.store")).toStdString());
+      measure::testing::Seed(*other).app("333333", "Written elsewhere");
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")), 5000);
+  }
+
+  void anotherProcesssHoldRefusesMeasureNowWithTheCountdown() {
+    Harness harness;
+    harness.track();
+    auto& window = harness.open();
+    auto* measure = window.menus().action(TovraActionID::measureNow);
+    QVERIFY(measure->isEnabled());
+    asokit::SharedPacingFile shared(harness.folder.filePath(QStringLiteral("state")).toStdString());
+    QVERIFY(shared.hold(asokit::SystemWallClock().now() + std::chrono::seconds{600}));
+    QTRY_VERIFY_WITH_TIMEOUT(!measure->isEnabled(), 5000);
+    QVERIFY2(measure->toolTip().startsWith(QStringLiteral("Apple paused requests · retry in ")),
+             qPrintable(measure->toolTip()));
+    QVERIFY(window.windowTitle().startsWith(QStringLiteral("Tovra · Apple paused requests · retry in ")));
+    // The shortcut is refused too: no run starts and no request goes out.
+    QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier);
+    QVERIFY(!harness.services->runner().isLive());
+    QVERIFY(harness.appStore->requests().empty());
+  }
+
   void aRunsEndIsPostedWhenTheSwitchIsOn() {
     Harness harness;
     harness.track();
@@ -335,6 +374,28 @@ class GuiTest final : public QObject {
     settings.exportTo(harness.folder.filePath(QStringLiteral("missing/folder/out.json")));
     QTRY_COMPARE(finished.count(), 2);
     QVERIFY(settings.exportStatus()->text() != harness.folder.filePath(QStringLiteral("missing/folder/out.json")));
+  }
+
+  void exportOfAStoreOnDiskRunsOffTheWindow() {
+    Harness harness({}, true);
+    harness.track();
+    auto& window = harness.open();
+    auto& settings = window.settingsDialog();
+    settings.show();
+    QVERIFY2(settings.storeSummary()->text().contains(QStringLiteral("on disk")),
+             qPrintable(settings.storeSummary()->text()));
+    QSignalSpy finished(&settings, &gui::SettingsDialog::exportFinished);
+    const auto target = harness.folder.filePath(QStringLiteral("export.json"));
+    settings.exportTo(target);
+    // The window is free while the worker writes: the busy bar shows until the result comes back.
+    QVERIFY(settings.isExporting());
+    QVERIFY(settings.exportProgress()->isVisible());
+    QTRY_COMPARE(finished.count(), 1);
+    QVERIFY(!settings.exportProgress()->isVisible());
+    QCOMPARE(settings.exportStatus()->text(), target);
+    QFile file(target);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll().contains("\"222222\""));
   }
 
   void deletingEverythingBringsGettingStartedBack() {
