@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <string>
 
+#include "app/base/zoned_calendar.h"
 #include "app/measure/measurement_runner.h"
 #include "app/measure/run_finish.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/store.h"
 #include "bench/timing.h"
 #include "tools/storegen/storegen.h"
@@ -32,7 +32,7 @@ struct Fixture {
 
 // 100 apps × 100 keywords whose readings end `gap` days before the first run day measured here.
 Fixture makeStore(const fs::path& folder, std::int64_t days, asokit::WallTime firstRunDay,
-                  const tovra::shell::ZonedCalendar& calendar) {
+                  const tovra::base::ZonedCalendar& calendar) {
   fs::remove_all(folder);
   fs::create_directories(folder);
   Fixture fixture{folder, tovra::store::Store::open(folder / "default.store"), {}, {}};
@@ -64,7 +64,7 @@ Fixture makeStore(const fs::path& folder, std::int64_t days, asokit::WallTime fi
 }
 
 // Each round finishes a run on a day of its own, so every round inserts its readings afresh.
-double finishSeconds(Fixture& fixture, asokit::WallTime firstRunDay, const tovra::shell::ZonedCalendar& calendar,
+double finishSeconds(Fixture& fixture, asokit::WallTime firstRunDay, const tovra::base::ZonedCalendar& calendar,
                      int& round) {
   return tovra::bench::medianSeconds(kRounds, [&] {
     const auto finishedAt = calendar.addDays(firstRunDay, round++) + hours{9};
@@ -81,7 +81,7 @@ double finishSeconds(Fixture& fixture, asokit::WallTime firstRunDay, const tovra
 }  // namespace
 
 int main() {
-  const tovra::shell::ZonedCalendar calendar("Europe/Berlin");
+  const tovra::base::ZonedCalendar calendar("Europe/Berlin");
   const auto firstRunDay = calendar.startOfDay(asokit::WallTime{seconds{1'736'848'800}});
   char pattern[] = "/tmp/tovra-bench-finish-XXXXXX";
   const fs::path root = ::mkdtemp(pattern);

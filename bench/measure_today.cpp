@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "app/base/zoned_calendar.h"
 #include "app/measure/today_board.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/reading_periods.h"
 #include "app/store/store.h"
 #include "app/store/today_reads.h"
@@ -136,7 +136,7 @@ int main() {
                 static_cast<long long>(counts.observations));
   }
 
-  const tovra::shell::ZonedCalendar calendar(options.zone);
+  const tovra::base::ZonedCalendar calendar(options.zone);
   // The queue is read in the evening of the generated store's last day, so its 30 days are the store's.
   asokit::VirtualClock evening(options.lastDay + std::chrono::hours{8});
   auto& wall = evening.wall();

@@ -82,7 +82,7 @@ std::vector<std::string> keepHints(Context& context, const HintsArgs& args, cons
     research::KeptTerm kept;
     watchlist.edit([&] {
       kept = research::keepTerm(watchlist.writer(), target, term->term, outcome.country,
-                                research::KeywordProvenance::carriedFromStoreHint);
+                                store::KeywordProvenance::carriedFromStoreHint);
     });
     lines.push_back(research::keptText(kept, target));
     json.push_back({{"term", kept.keyword}, {"country", kept.country}, {"alreadyAdded", kept.alreadyThere}});

@@ -39,7 +39,7 @@ class Context final {
   tovra::store::Store& store();
   asokit::MonotonicClock& monotonic() { return services().monotonic(); }
   asokit::WallClock& wall() { return services().wall(); }
-  const shell::ZonedCalendar& calendar() { return services().calendar(); }
+  const base::ZonedCalendar& calendar() { return services().calendar(); }
   // Requested on the first Ctrl-C: a run finishes the request in flight and keeps what was measured.
   // A command that asks for it listens, so the first Ctrl-C waits for it; any other command quits at once.
   std::stop_source& userStop();

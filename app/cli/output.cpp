@@ -1,8 +1,8 @@
 #include "app/cli/output.h"
 
 #include "AsoKit/text.h"
+#include "app/base/keyword_key.h"
 #include "app/cli/command.h"
-#include "app/research/keyword_key.h"
 
 namespace tovra::cli {
 
@@ -58,7 +58,7 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string upperCountry(std::string_view country) {
-  return research::upperCountry(country);
+  return base::upperCountry(country);
 }
 
 void requireUtf8(std::string_view text, std::string_view what) {

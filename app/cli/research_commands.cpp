@@ -7,6 +7,7 @@
 #include "AsoKit/aso_error.h"
 #include "AsoKit/json_codec.h"
 #include "AsoKit/text.h"
+#include "app/base/keyword_key.h"
 #include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
@@ -19,7 +20,6 @@
 #include "app/research/discover_model.h"
 #include "app/research/keep_term.h"
 #include "app/research/keyword_check_model.h"
-#include "app/research/keyword_key.h"
 #include "app/research/research_texts.h"
 #include "app/research/signals_check.h"
 #include "app/research/signals_texts.h"
@@ -39,7 +39,7 @@ std::string averageText(const std::optional<double>& value) {
 
 std::string requireKeyword(const std::string& text, std::string_view what) {
   requireUtf8(text, what);
-  auto keyword = research::collapseWhitespace(text);
+  auto keyword = base::collapseWhitespace(text);
   if (keyword.empty()) {
     throw CommandError(Exit::usage, std::string(what) + " is blank.");
   }
@@ -72,7 +72,7 @@ std::string trackFromDiscover(Watchlist& watchlist, const research::DiscoverMode
   research::KeptTerm kept;
   watchlist.edit([&] {
     kept = research::keepTerm(watchlist.writer(), research::KeepTarget{app}, *model.searchedTerm(),
-                              *model.searchedCountry(), research::KeywordProvenance::carriedFromSearch);
+                              *model.searchedCountry(), store::KeywordProvenance::carriedFromSearch);
   });
   json = {{"app", toJson(watchlist.store(), app)}, {"createdApp", false}, {"alreadyAdded", kept.alreadyThere}};
   return research::keptText(kept, research::KeepTarget{app});
@@ -251,14 +251,14 @@ void runCheck(Context& context, const CheckArgs& args) {
       [&](const research::KeywordCheckRequest& request) {
         watchlist.edit([&] {
           kept = research::keepTerm(watchlist.writer(), research::KeepTarget{request.app}, request.keyword,
-                                    request.country, research::KeywordProvenance::typedByUser);
+                                    request.country, store::KeywordProvenance::typedByUser);
         });
       },
       queue);
   if (const auto reason = model.unavailableReason()) {
     throw CommandError(Exit::refused, std::string(*reason));
   }
-  const research::KeywordCheckRequest request{research::randomUuid(), app, keyword, country};
+  const research::KeywordCheckRequest request{store::randomUuid(), app, keyword, country};
   model.check(request);
   queue.runUntil([&] { return !std::holds_alternative<research::KeywordCheckModel::Checking>(model.phase()); });
   const auto checked = model.phase();

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "AsoKit/text.h"
+#include "app/base/keyword_key.h"
 #include "app/cli/app_resolve.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
@@ -12,9 +13,8 @@
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
 #include "app/measure/measure_texts.h"
-#include "app/research/keyword_draft.h"
-#include "app/research/keyword_key.h"
 #include "app/store/dates.h"
+#include "app/store/keyword_draft.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
@@ -35,7 +35,7 @@ void runCreate(Context& context, const std::string& name, const std::string& not
   Watchlist watchlist(context);
   store::ResearchSpace space;
   watchlist.edit([&] {
-    space = watchlist.writer().createSpace(research::randomUuid(), name, hasNote ? std::optional(note) : std::nullopt);
+    space = watchlist.writer().createSpace(store::randomUuid(), name, hasNote ? std::optional(note) : std::nullopt);
   });
   if (context.json) {
     printJson(context.out(), spaceJson(watchlist.store(), space));

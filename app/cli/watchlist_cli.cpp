@@ -7,14 +7,14 @@
 #include "AsoKit/aso_error.h"
 #include "AsoKit/storefront.h"
 #include "AsoKit/text.h"
+#include "app/base/keyword_key.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
-#include "app/research/keyword_draft.h"
-#include "app/research/keyword_key.h"
 #include "app/research/keyword_list_parser.h"
 #include "app/research/research_texts.h"
+#include "app/store/keyword_draft.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
@@ -113,9 +113,9 @@ Owner requireOwner(store::Store& store, std::string_view text) {
 
 std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQuery>& queries,
                                                std::string_view keyword, std::string_view country) {
-  const auto key = research::queryKey(keyword, country);
+  const auto key = base::queryKey(keyword, country);
   for (const auto& query : queries) {
-    if (research::queryKey(query.keyword, query.country) == key) {
+    if (base::queryKey(query.keyword, query.country) == key) {
       return query;
     }
   }
@@ -123,7 +123,7 @@ std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQ
 }
 
 std::string describeKeyword(std::string_view keyword, std::string_view country) {
-  return research::termInCountry(research::collapseWhitespace(keyword), country);
+  return research::termInCountry(base::collapseWhitespace(keyword), country);
 }
 
 namespace {
@@ -131,7 +131,7 @@ namespace {
 struct Paste {
   research::KeywordListParser::Result result;
   std::optional<std::string> notice;
-  std::vector<research::KeywordDraft> drafts;
+  std::vector<store::KeywordDraft> drafts;
 };
 
 Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
@@ -143,8 +143,8 @@ Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::
   }
   std::unordered_set<std::string> keys;
   for (const auto& query : existing) {
-    if (research::normalizedCountry(query.country) == country) {
-      keys.insert(research::keywordKey(query.keyword));
+    if (base::normalizedCountry(query.country) == country) {
+      keys.insert(base::keywordKey(query.keyword));
     }
   }
   Paste paste;
@@ -161,7 +161,7 @@ Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::
   }
   for (const auto& keyword : r.keywords) {
     paste.drafts.push_back(
-        research::KeywordDraft{research::randomUuid(), keyword, country, research::KeywordProvenance::typedByUser});
+        store::KeywordDraft{store::randomUuid(), keyword, country, store::KeywordProvenance::typedByUser});
   }
   return paste;
 }

@@ -54,7 +54,7 @@ class AppServices final {
   base::MainQueue& queue() { return queue_; }
   measure::MeasurementRunner& runner() { return *runner_; }
   measure::TovraNotifier& notifier() { return *notifier_; }
-  const shell::ZonedCalendar& calendar() const { return core_->calendar(); }
+  const base::ZonedCalendar& calendar() const { return core_->calendar(); }
   asokit::WallClock& wall() { return core_->wall(); }
   RunnerSignals& runnerSignals() { return signals_; }
   // Whether a run holds the store in any Tovra process of the user (this one included).

@@ -8,11 +8,11 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "app/base/keyword_key.h"
 #include "app/gui/app_services.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_report.h"
 #include "app/measure/today_board.h"
-#include "app/research/keyword_key.h"
 #include "app/store/footprint.h"
 #include "app/store/store_error.h"
 
@@ -27,7 +27,7 @@ QString qs(std::string_view view) {
 }
 
 QString country(const std::string& code) {
-  return QString::fromStdString(research::upperCountry(code));
+  return QString::fromStdString(base::upperCountry(code));
 }
 
 // An unknown or absent value shows as an em dash, so no cell is ever blank to the eye or a screen reader.

@@ -7,10 +7,10 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/base/keyword_key.h"
 #include "app/gui/app_services.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_notification.h"
-#include "app/research/keyword_key.h"
 
 namespace tovra::gui {
 
@@ -23,7 +23,7 @@ QString qs(std::string_view view) {
 }
 
 std::string targetText(const measure::RequestTarget& target) {
-  return target.keyword + std::string(texts::kJoin) + research::upperCountry(target.country);
+  return target.keyword + std::string(texts::kJoin) + base::upperCountry(target.country);
 }
 
 // The report in the words the command line uses: each ranked and outside line, the failures, the source,

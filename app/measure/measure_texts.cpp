@@ -6,15 +6,6 @@
 
 namespace tovra::measure::texts {
 
-std::string countdown(std::int64_t seconds) {
-  const auto whole = std::max<std::int64_t>(seconds, 0);
-  return fmt::format("{:d}:{:02d}", whole / 60, whole % 60);
-}
-
-std::string cooldownShort(std::int64_t seconds) {
-  return "Apple paused requests · retry in " + countdown(seconds);
-}
-
 std::string cooldownLong(std::int64_t seconds) {
   return "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits " +
          countdown(seconds) + " before asking again.";
@@ -34,11 +25,6 @@ std::string pacingNote(std::int64_t requests) {
   const auto gaps = std::max<std::int64_t>(requests - 1, 0);
   const auto seconds = (gaps * 12 + 9) / 10;
   return fmt::format("requests go 1.2 s apart · at least {}{}", seconds, kPacingEnding);
-}
-
-std::string notFound(std::int64_t resultCount) {
-  return fmt::format("Not among the {} result{} the store returned for this phrase", resultCount,
-                     resultCount == 1 ? "" : "s");
 }
 
 std::string progressLine(const CompletedRequest& request, std::int64_t requests) {

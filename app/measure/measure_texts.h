@@ -7,6 +7,7 @@
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
 #include "app/measure/run_plan.h"
+#include "app/research/request_gate.h"
 
 // The words of a measurement run, decided once here so that every front end says the same thing.
 namespace tovra::measure::texts {
@@ -29,10 +30,11 @@ inline constexpr std::string_view kNothingToMeasure =
     "Nothing to measure: no tracked app has a keyword that is not paused.";
 inline constexpr std::string_view kFirstRanks = "The first ranks of this store.";
 
-// "1:15" for 75 seconds: whole minutes, uncapped (900 → "15:00"), then two-digit seconds.
-std::string countdown(std::int64_t seconds);
-// "Apple paused requests · retry in 1:15"
-std::string cooldownShort(std::int64_t seconds);
+// Research shows the same hold and the same miss, so their words live below both.
+using research::cooldownShort;
+using research::countdown;
+using research::notFound;
+
 // "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits 1:15
 // before asking again."
 std::string cooldownLong(std::int64_t seconds);
@@ -44,8 +46,6 @@ std::string keywordCount(std::int64_t keywords);
 // How long a run of `requests` takes at least: "9 requests go 1.2 s apart · about 10 s · a 403
 // back-off can make it longer".
 std::string pacingNote(std::int64_t requests);
-// "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1.
-std::string notFound(std::int64_t resultCount);
 // "request 3 of 9 · photo editor · US · ok", or "failed" for a request that did not get an answer.
 std::string progressLine(const CompletedRequest& request, std::int64_t requests);
 // "source of these numbers: appstore"

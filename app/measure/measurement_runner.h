@@ -15,6 +15,7 @@
 #include "app/measure/run_plan.h"
 #include "app/measure/run_report.h"
 #include "app/research/measurement_presence.h"
+#include "app/research/request_gate.h"
 #include "app/store/records.h"
 
 namespace tovra::store {
@@ -31,7 +32,7 @@ namespace tovra::measure {
 class MeasurementRunner final {
  public:
   static constexpr int kMaxConsecutiveFailures = 3;
-  static constexpr std::chrono::seconds kCooldown{900};
+  static constexpr std::chrono::seconds kCooldown = research::kRefusalHold;
 
   struct Services {
     base::MainQueue& queue;  // must outlive the runner

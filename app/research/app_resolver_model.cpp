@@ -2,8 +2,8 @@
 
 #include "AsoKit/aso_error.h"
 #include "AsoKit/text.h"
+#include "app/base/text_fold.h"
 #include "app/research/country_name.h"
-#include "app/research/text_fold.h"
 
 namespace tovra::research {
 
@@ -127,8 +127,8 @@ void AppResolverModel::autoPick(const AppResolverInput& input, const std::vector
   }
   // Only the store's first result is compared: picking a lower one by name would override the store's
   // own judgement of which app the name means.
-  const auto wanted = foldCaseDiacriticsWidth(asokit::text::trimWhitespace(input.text));
-  if (wanted.empty() || wanted != foldCaseDiacriticsWidth(asokit::text::trimWhitespace(apps.front().name))) {
+  const auto wanted = base::foldCaseDiacriticsWidth(asokit::text::trimWhitespace(input.text));
+  if (wanted.empty() || wanted != base::foldCaseDiacriticsWidth(asokit::text::trimWhitespace(apps.front().name))) {
     return;
   }
   selected_ = apps.front();

@@ -2,19 +2,19 @@
 
 #include <algorithm>
 
-#include "app/research/keyword_key.h"
-#include "app/research/text_fold.h"
-#include "app/research/unicode_text.h"
+#include "app/base/keyword_key.h"
+#include "app/base/text_fold.h"
+#include "app/base/unicode_text.h"
 
 namespace tovra::research {
 namespace {
 
 std::vector<std::string> characters(const std::string& text) {
-  const auto u = unicode::fromUtf8(text);
-  const auto bounds = unicode::graphemeBounds(u);
+  const auto u = base::unicode::fromUtf8(text);
+  const auto bounds = base::unicode::graphemeBounds(u);
   std::vector<std::string> out;
   for (std::size_t i = 0; i + 1 < bounds.size(); ++i) {
-    out.push_back(unicode::toUtf8(u.tempSubString(bounds[i], bounds[i + 1] - bounds[i])));
+    out.push_back(base::unicode::toUtf8(u.tempSubString(bounds[i], bounds[i + 1] - bounds[i])));
   }
   return out;
 }
@@ -22,7 +22,7 @@ std::vector<std::string> characters(const std::string& text) {
 // Case and diacritics, not width: the store's hints are compared as a case- and diacritic-insensitive
 // search compares them.
 std::string folded(std::string_view text) {
-  return foldCaseDiacritics(collapseWhitespace(text));
+  return base::foldCaseDiacritics(base::collapseWhitespace(text));
 }
 
 // The number of halvings that narrow `outcomes` possibilities to one: ⌈log2(outcomes)⌉ in integers.
@@ -37,7 +37,7 @@ std::int64_t halvings(std::int64_t outcomes) {
 }  // namespace
 
 std::string reachForm(std::string_view keyword) {
-  return lowerCased(collapseWhitespace(keyword));
+  return base::lowerCased(base::collapseWhitespace(keyword));
 }
 
 HintSnapshot HintSnapshot::from(const asokit::HintsOutcome& outcome, asokit::WallTime observedAt) {

@@ -2,13 +2,13 @@
 
 #include <unicode/locid.h>
 
-#include "app/research/keyword_key.h"
-#include "app/research/unicode_text.h"
+#include "app/base/keyword_key.h"
+#include "app/base/unicode_text.h"
 
 namespace tovra::research {
 
 std::string countryDisplayName(std::string_view country, std::string_view language) {
-  std::string region = normalizedCountry(country);
+  std::string region = base::normalizedCountry(country);
   for (auto& c : region) {
     if (c >= 'a' && c <= 'z') {
       c = static_cast<char>(c - 'a' + 'A');
@@ -21,7 +21,7 @@ std::string countryDisplayName(std::string_view country, std::string_view langua
   if (name.isEmpty()) {
     return region;
   }
-  return unicode::toUtf8(name);
+  return base::unicode::toUtf8(name);
 }
 
 }  // namespace tovra::research

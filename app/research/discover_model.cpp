@@ -1,8 +1,7 @@
 #include "app/research/discover_model.h"
 
 #include "AsoKit/aso_error.h"
-#include "app/measure/measure_texts.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/research/request_gate.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
@@ -44,7 +43,7 @@ void DiscoverModel::select(std::optional<std::string> appStoreId) {
 
 bool DiscoverModel::search() {
   thread_.check();
-  auto term = collapseWhitespace(term_);
+  auto term = base::collapseWhitespace(term_);
   if (term.empty()) {
     return false;
   }
@@ -72,7 +71,7 @@ void DiscoverModel::finishSearch(const std::string& term, const std::string& cou
     resultCount_ = outcome.resultCount;
     source_ = outcome.source;
     searchedTerm_ = term;
-    searchedCountry_ = normalizedCountry(country);
+    searchedCountry_ = base::normalizedCountry(country);
     lastSearchAt_ = now;
     hasSearched_ = true;
     if (selectedId_ && !discoveredApp(*selectedId_)) {
@@ -94,12 +93,12 @@ void DiscoverModel::finishSearch(const std::string& term, const std::string& cou
     resultCount_.reset();
     source_.reset();
     searchedTerm_ = term;
-    searchedCountry_ = normalizedCountry(country);
+    searchedCountry_ = base::normalizedCountry(country);
     hasSearched_ = true;
     selectedId_.reset();
     const auto* aso = dynamic_cast<const asokit::AsoError*>(&error);
     const auto* cooling = aso ? aso->as<asokit::AsoError::CoolingDown>() : nullptr;
-    failure_ = cooling ? measure::texts::cooldownShort(cooling->secondsLeft) : asokit::describe(error);
+    failure_ = cooling ? cooldownShort(cooling->secondsLeft) : asokit::describe(error);
     if (isRefusal(error)) {
       refused_ = true;
       if (!cooling && onForbidden_) {
@@ -168,14 +167,15 @@ KeptTerm DiscoverModel::keepInSpace(store::WatchlistWriter& writer, const store:
   if (!searchedTerm_ || !searchedCountry_) {
     throw KeepTargetError("Nothing was searched yet, so there is no term to keep.");
   }
-  return keepTerm(writer, KeepTarget{space}, *searchedTerm_, *searchedCountry_, KeywordProvenance::carriedFromSearch);
+  return keepTerm(writer, KeepTarget{space}, *searchedTerm_, *searchedCountry_,
+                  store::KeywordProvenance::carriedFromSearch);
 }
 
 std::unordered_set<std::string> measuredQueryKeys(store::Store& store) {
   std::unordered_set<std::string> keys;
   for (const auto& query : store.queries().all()) {
     if (query.app && !query.isPaused) {
-      keys.insert(queryKey(query.keyword, query.country));
+      keys.insert(base::queryKey(query.keyword, query.country));
     }
   }
   return keys;

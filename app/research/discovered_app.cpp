@@ -1,6 +1,6 @@
 #include "app/research/discovered_app.h"
 
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 
 namespace tovra::research {
 
@@ -10,7 +10,7 @@ DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view
                        info.developer,
                        info.bundleId,
                        info.artworkUrl512,
-                       normalizedCountry(country),
+                       base::normalizedCountry(country),
                        std::nullopt,
                        info.userRatingCount,
                        info.averageUserRating,
@@ -18,9 +18,10 @@ DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view
 }
 
 DiscoveredApp discoveredFromSearch(const asokit::RankedApp& app, std::string_view country) {
-  return DiscoveredApp{
-      app.id,       app.name,        app.developer,     app.bundleId, app.artworkUrl512, normalizedCountry(country),
-      app.position, app.ratingCount, app.averageRating, app.iconURL};
+  return DiscoveredApp{app.id,       app.name,          app.developer,
+                       app.bundleId, app.artworkUrl512, base::normalizedCountry(country),
+                       app.position, app.ratingCount,   app.averageRating,
+                       app.iconURL};
 }
 
 }  // namespace tovra::research

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "app/base/keyword_key.h"
 #include "app/research/keyword_check_model.h"
-#include "app/research/keyword_key.h"
 #include "app/research/research_texts.h"
 #include "app/store/watchlist_writer.h"
 
@@ -16,12 +16,13 @@ std::string KeepTarget::label() const {
 }
 
 KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std::string_view term,
-                  std::string_view country, KeywordProvenance provenance) {
-  KeptTerm kept{collapseWhitespace(term), normalizedCountry(country), false, std::nullopt};
+                  std::string_view country, store::KeywordProvenance provenance) {
+  KeptTerm kept{base::collapseWhitespace(term), base::normalizedCountry(country), false, std::nullopt};
   if (kept.keyword.empty()) {
     throw KeepTargetError("There is no keyword to keep: the term is empty.");
   }
-  const std::vector<KeywordDraft> drafts{KeywordDraft{randomUuid(), kept.keyword, kept.country, provenance}};
+  const std::vector<store::KeywordDraft> drafts{
+      store::KeywordDraft{store::randomUuid(), kept.keyword, kept.country, provenance}};
   const auto inserted = std::visit(
       [&](const auto& owner) {
         using Owner = std::decay_t<decltype(owner)>;

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <variant>
 
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 #include "app/store/records.h"
 #include "app/store/watchlist_writer.h"
 
@@ -41,7 +41,7 @@ struct KeptTerm {
 // already has in that country counts as already added, never silently skipped. Throws KeepTargetError for
 // an empty term, StoreError when it cannot be saved.
 KeptTerm keepTerm(store::WatchlistWriter& writer, const KeepTarget& target, std::string_view term,
-                  std::string_view country, KeywordProvenance provenance);
+                  std::string_view country, store::KeywordProvenance provenance);
 
 // "“photo editor” in US is now tracked for Lumen Photo", "… is now kept in Travel ideas", or "… was
 // already added to …".

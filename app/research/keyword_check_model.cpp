@@ -4,7 +4,7 @@
 
 #include "AsoKit/aso_error.h"
 #include "AsoKit/overloaded.h"
-#include "app/measure/measure_texts.h"
+#include "app/research/request_gate.h"
 
 namespace tovra::research {
 
@@ -100,24 +100,23 @@ KeywordCheckModel::Phase KeywordCheckModel::phaseFor(const asokit::BatchOutcome&
 }
 
 std::optional<std::string> KeywordCheckModel::text(const Phase& phase) {
-  return std::visit(
-      Overloaded{
-          [](const Idle&) -> std::optional<std::string> { return std::nullopt; },
-          [](const Checking&) -> std::optional<std::string> { return std::string(checkText::kChecking); },
-          [](const Measured& m) -> std::optional<std::string> {
-            return fmt::format("Rank {} of the {} result{} the store returned", m.rank, m.depth,
-                               m.depth == 1 ? "" : "s");
-          },
-          [](const NotInTopN& n) -> std::optional<std::string> { return measure::texts::notFound(n.depth); },
-          [](const Failed& f) -> std::optional<std::string> {
-            return std::string(checkText::kFailedPrefix) + f.message;
-          },
-          [](const Skipped&) -> std::optional<std::string> { return std::string(checkText::kSkipped); },
-          [](const Halted&) -> std::optional<std::string> { return std::string(checkText::kHalted); },
-          [](const Stopped&) -> std::optional<std::string> { return std::string(checkText::kStopped); },
-          [](const Tracked&) -> std::optional<std::string> { return std::string(checkText::kTracked); },
-      },
-      phase);
+  return std::visit(Overloaded{
+                        [](const Idle&) -> std::optional<std::string> { return std::nullopt; },
+                        [](const Checking&) -> std::optional<std::string> { return std::string(checkText::kChecking); },
+                        [](const Measured& m) -> std::optional<std::string> {
+                          return fmt::format("Rank {} of the {} result{} the store returned", m.rank, m.depth,
+                                             m.depth == 1 ? "" : "s");
+                        },
+                        [](const NotInTopN& n) -> std::optional<std::string> { return notFound(n.depth); },
+                        [](const Failed& f) -> std::optional<std::string> {
+                          return std::string(checkText::kFailedPrefix) + f.message;
+                        },
+                        [](const Skipped&) -> std::optional<std::string> { return std::string(checkText::kSkipped); },
+                        [](const Halted&) -> std::optional<std::string> { return std::string(checkText::kHalted); },
+                        [](const Stopped&) -> std::optional<std::string> { return std::string(checkText::kStopped); },
+                        [](const Tracked&) -> std::optional<std::string> { return std::string(checkText::kTracked); },
+                    },
+                    phase);
 }
 
 std::string_view KeywordCheckModel::phaseName(const Phase& phase) {

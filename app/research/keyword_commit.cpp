@@ -3,7 +3,7 @@
 #include <unordered_set>
 
 #include "AsoKit/text.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/research/keyword_list_parser.h"
 
 namespace tovra::research {
@@ -13,7 +13,7 @@ bool KeywordPasteGuard::alreadyTook(std::string_view typing, asokit::MonoTime no
 }
 
 CommitOutcome commitTyped(std::string_view typing, std::string_view country, asokit::MonoTime now,
-                          std::vector<KeywordDraft>& drafts, std::optional<std::string>& notice,
+                          std::vector<store::KeywordDraft>& drafts, std::optional<std::string>& notice,
                           KeywordPasteGuard& guard) {
   if (asokit::text::trimWhitespace(typing).empty()) {
     return CommitOutcome::nothingTyped;
@@ -21,17 +21,18 @@ CommitOutcome commitTyped(std::string_view typing, std::string_view country, aso
   if (guard.alreadyTook(typing, now)) {
     return CommitOutcome::takenByPaste;
   }
-  const auto wanted = normalizedCountry(country);
+  const auto wanted = base::normalizedCountry(country);
   std::unordered_set<std::string> existing;
   for (const auto& draft : drafts) {
-    if (normalizedCountry(draft.country) == wanted) {
-      existing.insert(keywordKey(draft.keyword));
+    if (base::normalizedCountry(draft.country) == wanted) {
+      existing.insert(base::keywordKey(draft.keyword));
     }
   }
   const auto remaining = static_cast<std::int64_t>(kKeywordDraftLimit) - static_cast<std::int64_t>(drafts.size());
   const auto result = KeywordListParser::parse(typing, existing, remaining);
   for (const auto& keyword : result.keywords) {
-    drafts.push_back(KeywordDraft{randomUuid(), keyword, std::string(country), KeywordProvenance::typedByUser});
+    drafts.push_back(
+        store::KeywordDraft{store::randomUuid(), keyword, std::string(country), store::KeywordProvenance::typedByUser});
   }
   notice = noticeText(result);
   guard.consumed = KeywordPasteGuard::Consumed{std::string(typing), now};

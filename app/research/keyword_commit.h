@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "AsoKit/clock.h"
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 
 namespace tovra::research {
 
@@ -40,7 +40,7 @@ enum class CommitOutcome {
 // are appended as typedByUser drafts with fresh ids and `country` as given; `notice` becomes the
 // result's notice (cleared when nothing was dropped); the guard records `typing` and `now`.
 CommitOutcome commitTyped(std::string_view typing, std::string_view country, asokit::MonoTime now,
-                          std::vector<KeywordDraft>& drafts, std::optional<std::string>& notice,
+                          std::vector<store::KeywordDraft>& drafts, std::optional<std::string>& notice,
                           KeywordPasteGuard& guard);
 
 }  // namespace tovra::research

@@ -19,7 +19,7 @@ std::optional<CommitOutcome> KeywordEntry::fieldChanged(std::string_view before,
 }
 
 void KeywordEntry::remove(std::string_view id) {
-  std::erase_if(drafts_, [&](const KeywordDraft& draft) { return draft.id == id; });
+  std::erase_if(drafts_, [&](const store::KeywordDraft& draft) { return draft.id == id; });
 }
 
 }  // namespace tovra::research

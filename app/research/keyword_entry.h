@@ -7,7 +7,7 @@
 
 #include "AsoKit/clock.h"
 #include "app/research/keyword_commit.h"
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 
 namespace tovra::research {
 
@@ -26,13 +26,13 @@ class KeywordEntry final {
   // Removes every draft with this id, keeping the order of the rest; the notice and guard stay.
   void remove(std::string_view id);
 
-  const std::vector<KeywordDraft>& drafts() const { return drafts_; }
+  const std::vector<store::KeywordDraft>& drafts() const { return drafts_; }
   const std::optional<std::string>& notice() const { return notice_; }
   const KeywordPasteGuard& pasteGuard() const { return pasteGuard_; }
 
  private:
   const asokit::MonotonicClock* clock_;
-  std::vector<KeywordDraft> drafts_;
+  std::vector<store::KeywordDraft> drafts_;
   std::optional<std::string> notice_;
   KeywordPasteGuard pasteGuard_;
 };

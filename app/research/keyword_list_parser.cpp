@@ -3,8 +3,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "app/research/keyword_key.h"
-#include "app/research/unicode_text.h"
+#include "app/base/keyword_key.h"
+#include "app/base/unicode_text.h"
 
 namespace tovra::research {
 namespace {
@@ -29,7 +29,7 @@ bool holdsLineBreak(const icu::UnicodeString& text) {
 }
 
 bool holdsSeparator(const icu::UnicodeString& text) {
-  const auto bounds = unicode::graphemeBounds(text);
+  const auto bounds = base::unicode::graphemeBounds(text);
   for (std::size_t i = 0; i + 1 < bounds.size(); ++i) {
     if (isSeparator(text, bounds[i], bounds[i + 1])) {
       return true;
@@ -41,13 +41,13 @@ bool holdsSeparator(const icu::UnicodeString& text) {
 }  // namespace
 
 std::vector<std::string> splitAtSeparators(std::string_view text) {
-  const auto u = unicode::fromUtf8(text);
-  const auto bounds = unicode::graphemeBounds(u);
+  const auto u = base::unicode::fromUtf8(text);
+  const auto bounds = base::unicode::graphemeBounds(u);
   std::vector<std::string> pieces;
   std::int32_t pieceStart = 0;
   const auto flush = [&](std::int32_t end) {
     if (end > pieceStart) {
-      pieces.push_back(unicode::toUtf8(icu::UnicodeString(u, pieceStart, end - pieceStart)));
+      pieces.push_back(base::unicode::toUtf8(icu::UnicodeString(u, pieceStart, end - pieceStart)));
     }
   };
   for (std::size_t i = 0; i + 1 < bounds.size(); ++i) {
@@ -61,16 +61,16 @@ std::vector<std::string> splitAtSeparators(std::string_view text) {
 }
 
 bool containsSeparator(std::string_view text) {
-  return holdsSeparator(unicode::fromUtf8(text));
+  return holdsSeparator(base::unicode::fromUtf8(text));
 }
 
 bool looksLikeList(std::string_view before, std::string_view after) {
-  const auto u = unicode::fromUtf8(after);
+  const auto u = base::unicode::fromUtf8(after);
   // A line break is itself a separator, so any multi-line text counts, however it arrived.
   if (holdsLineBreak(u)) {
     return true;
   }
-  if (graphemeCount(after) < graphemeCount(before) + 2) {
+  if (base::graphemeCount(after) < base::graphemeCount(before) + 2) {
     return false;
   }
   return holdsSeparator(u);
@@ -83,16 +83,16 @@ KeywordListParser::Result KeywordListParser::parse(std::string_view text,
   std::unordered_set<std::string> seen;
   std::int64_t accepted = 0;
   for (const auto& piece : splitAtSeparators(text)) {
-    auto collapsed = collapseWhitespace(piece);
+    auto collapsed = base::collapseWhitespace(piece);
     if (collapsed.empty()) {
       continue;
     }
-    const auto key = keywordKey(collapsed);
+    const auto key = base::keywordKey(collapsed);
     if (!seen.insert(key).second) {
       ++result.repeated;
     } else if (existing.contains(key)) {
       ++result.alreadyAdded;
-    } else if (graphemeCount(collapsed) > kKeywordMaxLength) {
+    } else if (base::graphemeCount(collapsed) > kKeywordMaxLength) {
       ++result.tooLong;
     } else if (limit >= 0 && accepted < limit) {
       result.keywords.push_back(std::move(collapsed));

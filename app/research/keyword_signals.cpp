@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/hint_probe_store.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
@@ -34,8 +34,8 @@ std::optional<KeywordDifficulty> difficultyOf(const store::SavedLadder& ladder) 
 KeywordSignals storedSignals(store::Store& store, std::string_view keyword, std::string_view country,
                              asokit::WallTime now) {
   KeywordSignals signals;
-  signals.keyword = collapseWhitespace(keyword);
-  signals.country = normalizedCountry(country);
+  signals.keyword = base::collapseWhitespace(keyword);
+  signals.country = base::normalizedCountry(country);
 
   const auto ladders = store::LadderWriter(store).savedFor(keyword, country);
   if (!ladders.empty() && isLadderFresh(ladders.front().fetchedAt, now)) {

@@ -1,10 +1,26 @@
 #include "app/research/request_gate.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "AsoKit/aso_error.h"
-#include "app/measure/measure_texts.h"
-#include "app/measure/measurement_runner.h"
 
 namespace tovra::research {
+
+std::string countdown(std::int64_t seconds) {
+  const auto whole = std::max<std::int64_t>(seconds, 0);
+  return fmt::format("{:d}:{:02d}", whole / 60, whole % 60);
+}
+
+std::string cooldownShort(std::int64_t seconds) {
+  return std::string(waitText::kApplePaused) + " · retry in " + countdown(seconds);
+}
+
+std::string notFound(std::int64_t resultCount) {
+  return fmt::format("Not among the {} result{} the store returned for this phrase", resultCount,
+                     resultCount == 1 ? "" : "s");
+}
 
 std::string saveFailedText(std::string_view message) {
   return std::string(waitText::kSaveFailedPrefix) + std::string(message);
@@ -26,7 +42,7 @@ std::optional<std::string> RequestGate::hintsWaitReason() const {
     return std::string(waitText::kMeasurementRunning);
   }
   if (const auto left = cooldownSecondsLeft()) {
-    return measure::texts::cooldownShort(*left);
+    return cooldownShort(*left);
   }
   return std::nullopt;
 }
@@ -44,7 +60,7 @@ bool isRefusal(const std::exception& error) {
 
 void holdAfterRefusal(asokit::AsoClient& client, asokit::WallTime now) {
   if (!client.cooldownSecondsLeft(now)) {
-    client.hold(now + measure::MeasurementRunner::kCooldown);
+    client.hold(now + kRefusalHold);
   }
 }
 

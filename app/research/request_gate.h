@@ -19,6 +19,16 @@ inline constexpr std::string_view kApplePaused = "Apple paused requests";
 inline constexpr std::string_view kSaveFailedPrefix = "the results could not be saved: ";
 }  // namespace waitText
 
+// How long every Tovra process of the user waits after the store refused a request (HTTP 403).
+inline constexpr std::chrono::seconds kRefusalHold{900};
+
+// "1:15" for 75 seconds: whole minutes, uncapped (900 → "15:00"), then two-digit seconds.
+std::string countdown(std::int64_t seconds);
+// "Apple paused requests · retry in 1:15"
+std::string cooldownShort(std::int64_t seconds);
+// "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1.
+std::string notFound(std::int64_t resultCount);
+
 // "the results could not be saved: " and the store's own words.
 std::string saveFailedText(std::string_view message);
 

@@ -2,13 +2,13 @@
 
 #include <fmt/format.h>
 
+#include "app/base/keyword_key.h"
 #include "app/research/discover_model.h"
-#include "app/research/keyword_key.h"
 
 namespace tovra::research {
 
 std::string termInCountry(std::string_view term, std::string_view country) {
-  return fmt::format("“{}” in {}", term, upperCountry(country));
+  return fmt::format("“{}” in {}", term, base::upperCountry(country));
 }
 
 std::string resultsHeadline(std::string_view term, std::string_view country, std::int64_t resultCount) {

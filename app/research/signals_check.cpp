@@ -1,7 +1,7 @@
 #include "app/research/signals_check.h"
 
 #include "AsoKit/aso_error.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/hint_probe_store.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
@@ -44,7 +44,7 @@ bool SignalsCheck::failedRequest(const std::exception& error, Summary& summary, 
 
 SignalsCheck::Start SignalsCheck::start(std::string_view keyword, std::string_view country) {
   thread_.check();
-  auto term = collapseWhitespace(keyword);
+  auto term = base::collapseWhitespace(keyword);
   std::string code(country);
   waitReason_.reset();
   if (term.empty()) {
@@ -61,7 +61,7 @@ SignalsCheck::Start SignalsCheck::start(std::string_view keyword, std::string_vi
   signals_.reset();
   steps_.clear();
   saveFailure_.reset();
-  KeywordSignals signals{term, normalizedCountry(country), std::nullopt, std::nullopt, std::nullopt, {}};
+  KeywordSignals signals{term, base::normalizedCountry(country), std::nullopt, std::nullopt, std::nullopt, {}};
   PrefixPlanner planner(term);
   progress_.emplace(Progress{term, code, Summary{}, asokit::FailureGuard{}, std::move(signals), std::move(planner)});
   changed();

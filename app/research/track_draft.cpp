@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/research/keyword_list_parser.h"
 
 namespace tovra::research {
@@ -18,10 +18,10 @@ TrackDraft::TrackDraft(DiscoveredApp app, bool isAlreadyTracked, std::unordered_
       typingCountry_(app_.country),
       foundFor_(std::move(foundFor)) {
   if (foundFor_) {
-    auto term = collapseWhitespace(*foundFor_);
+    auto term = base::collapseWhitespace(*foundFor_);
     if (!term.empty()) {
-      keywords_.push_back(
-          KeywordDraft{randomUuid(), std::move(term), typingCountry_, KeywordProvenance::carriedFromSearch});
+      keywords_.push_back(store::KeywordDraft{store::randomUuid(), std::move(term), typingCountry_,
+                                              store::KeywordProvenance::carriedFromSearch});
     }
   }
 }
@@ -41,7 +41,7 @@ const std::unordered_set<std::string>& TrackDraft::existingQueries() const {
   return existingQueries_;
 }
 
-const std::vector<KeywordDraft>& TrackDraft::keywords() const {
+const std::vector<store::KeywordDraft>& TrackDraft::keywords() const {
   assertMainThread();
   return keywords_;
 }
@@ -97,7 +97,7 @@ CommitOutcome TrackDraft::addTyped() {
 
 void TrackDraft::remove(std::string_view id) {
   assertMainThread();
-  if (std::erase_if(keywords_, [&](const KeywordDraft& draft) { return draft.id == id; }) > 0) {
+  if (std::erase_if(keywords_, [&](const store::KeywordDraft& draft) { return draft.id == id; }) > 0) {
     changed();
   }
 }
@@ -118,38 +118,38 @@ void TrackDraft::setTypingCountry(std::string country) {
   }
 }
 
-bool TrackDraft::addCarried(std::string_view keyword, KeywordProvenance provenance) {
+bool TrackDraft::addCarried(std::string_view keyword, store::KeywordProvenance provenance) {
   assertMainThread();
-  auto term = collapseWhitespace(keyword);
+  auto term = base::collapseWhitespace(keyword);
   if (term.empty() || keywords_.size() >= static_cast<std::size_t>(kKeywordDraftLimit) ||
-      graphemeCount(term) > kKeywordMaxLength) {
+      base::graphemeCount(term) > kKeywordMaxLength) {
     return false;
   }
-  const auto key = queryKey(term, typingCountry_);
-  const bool duplicate = std::any_of(keywords_.begin(), keywords_.end(), [&](const KeywordDraft& draft) {
-    return queryKey(draft.keyword, draft.country) == key;
+  const auto key = base::queryKey(term, typingCountry_);
+  const bool duplicate = std::any_of(keywords_.begin(), keywords_.end(), [&](const store::KeywordDraft& draft) {
+    return base::queryKey(draft.keyword, draft.country) == key;
   });
   if (duplicate) {
     return false;
   }
-  keywords_.push_back(KeywordDraft{randomUuid(), std::move(term), typingCountry_, provenance});
+  keywords_.push_back(store::KeywordDraft{store::randomUuid(), std::move(term), typingCountry_, provenance});
   changed();
   return true;
 }
 
-bool TrackDraft::isAlreadyMeasured(const KeywordDraft& draft) const {
+bool TrackDraft::isAlreadyMeasured(const store::KeywordDraft& draft) const {
   assertMainThread();
-  return existingQueries_.contains(queryKey(draft.keyword, draft.country));
+  return existingQueries_.contains(base::queryKey(draft.keyword, draft.country));
 }
 
-std::string_view TrackDraft::costLine(const KeywordDraft& draft) const {
+std::string_view TrackDraft::costLine(const store::KeywordDraft& draft) const {
   return isAlreadyMeasured(draft) ? trackText::kAlreadyMeasured : trackText::kOneMoreRequest;
 }
 
 std::int64_t TrackDraft::newRequestCount() const {
   assertMainThread();
   return std::count_if(keywords_.begin(), keywords_.end(),
-                       [&](const KeywordDraft& draft) { return !isAlreadyMeasured(draft); });
+                       [&](const store::KeywordDraft& draft) { return !isAlreadyMeasured(draft); });
 }
 
 std::string TrackDraft::totalCostLine() const {

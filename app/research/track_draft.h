@@ -13,7 +13,7 @@
 #include "app/base/thread_affinity.h"
 #include "app/research/discovered_app.h"
 #include "app/research/keyword_commit.h"
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 
 namespace tovra::research {
 
@@ -33,7 +33,7 @@ inline constexpr std::string_view kAlreadyTracked = "already tracked · adding k
 // Lives on the main thread while the panel is open; every change is published to its subscribers.
 class TrackDraft final {
  public:
-  // `existingQueries` holds queryKey(keyword, country) of every keyword-and-country pair already measured.
+  // `existingQueries` holds base::queryKey(keyword, country) of every keyword-and-country pair already measured.
   // A draft opened from a search starts with that term (carriedFromSearch) in the app's country, which is
   // also the country typed keywords get until it is changed. `isMine` is the mark the draft starts from:
   // a tracked app's own, so that confirming the draft keeps it unless the user changes it.
@@ -46,7 +46,7 @@ class TrackDraft final {
   const DiscoveredApp& app() const;
   bool isAlreadyTracked() const;
   const std::unordered_set<std::string>& existingQueries() const;
-  const std::vector<KeywordDraft>& keywords() const;
+  const std::vector<store::KeywordDraft>& keywords() const;
   bool isMine() const;
   const std::string& typing() const;
   const std::string& typingCountry() const;
@@ -63,12 +63,12 @@ class TrackDraft final {
   void setTypingCountry(std::string country);
   // Adds one term taken from elsewhere (a store hint) in the typing country, unsplit. False when it is
   // empty, already a draft for that country, too long, or the draft is full.
-  bool addCarried(std::string_view keyword, KeywordProvenance provenance);
+  bool addCarried(std::string_view keyword, store::KeywordProvenance provenance);
 
   // The cost line: a keyword already measured in that country costs nothing, since one request serves
   // every app on the same keyword and country.
-  bool isAlreadyMeasured(const KeywordDraft& draft) const;
-  std::string_view costLine(const KeywordDraft& draft) const;
+  bool isAlreadyMeasured(const store::KeywordDraft& draft) const;
+  std::string_view costLine(const store::KeywordDraft& draft) const;
   std::int64_t newRequestCount() const;
   std::string totalCostLine() const;  // "3 new requests per run"
   std::optional<std::string_view> trackedNote() const;
@@ -83,7 +83,7 @@ class TrackDraft final {
   DiscoveredApp app_;
   bool isAlreadyTracked_;
   std::unordered_set<std::string> existingQueries_;
-  std::vector<KeywordDraft> keywords_;
+  std::vector<store::KeywordDraft> keywords_;
   bool isMine_ = false;
   std::string typing_;
   std::string typingCountry_;

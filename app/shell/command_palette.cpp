@@ -4,14 +4,14 @@
 
 #include <algorithm>
 
-#include "app/research/text_fold.h"
-#include "app/research/unicode_text.h"
+#include "app/base/text_fold.h"
+#include "app/base/unicode_text.h"
 
 namespace tovra::shell {
 
 namespace {
 
-namespace unicode = research::unicode;
+namespace unicode = base::unicode;
 
 // One user-perceived character of a text, folded for comparison, and whether it begins a word.
 struct Character {
@@ -20,18 +20,18 @@ struct Character {
 };
 
 std::vector<Character> characters(const icu::UnicodeString& text) {
-  const auto bounds = unicode::graphemeBounds(text);
+  const auto bounds = base::unicode::graphemeBounds(text);
   std::vector<Character> out;
   for (std::size_t i = 0; i + 1 < bounds.size(); ++i) {
     const auto cluster = text.tempSubStringBetween(bounds[i], bounds[i + 1]);
     const auto first = cluster.char32At(0);
-    out.push_back({research::foldCaseDiacritics(unicode::toUtf8(cluster)), u_isalnum(first) != 0});
+    out.push_back({base::foldCaseDiacritics(base::unicode::toUtf8(cluster)), u_isalnum(first) != 0});
   }
   return out;
 }
 
 icu::UnicodeString withoutWhiteSpace(std::string_view text) {
-  const auto source = unicode::fromUtf8(text);
+  const auto source = base::unicode::fromUtf8(text);
   icu::UnicodeString out;
   for (std::int32_t at = 0; at < source.length();) {
     const auto c = source.char32At(at);
@@ -58,7 +58,7 @@ std::optional<int> paletteScore(std::string_view query, std::string_view title) 
   if (wanted.empty()) {
     return 0;
   }
-  const auto letters = characters(unicode::fromUtf8(title));
+  const auto letters = characters(base::unicode::fromUtf8(title));
   int score = 0;
   std::optional<std::size_t> previous;
   std::size_t next = 0;

@@ -13,7 +13,7 @@ Services::Services(Configuration configuration, Seams seams)
       ownWall_(seams_.wall ? nullptr : std::make_unique<asokit::SystemWallClock>()),
       monotonic_(seams_.monotonic ? seams_.monotonic : ownMonotonic_.get()),
       wall_(seams_.wall ? seams_.wall : ownWall_.get()),
-      calendar_(ZonedCalendar::forUser(configuration_.timeZone)),
+      calendar_(base::ZonedCalendar::forUser(configuration_.timeZone)),
       localTime_(calendar_.zoneName()),
       presence_(configuration_.stateDir) {}
 

@@ -10,10 +10,10 @@
 #include "AsoKit/aso_client.h"
 #include "AsoKit/clock.h"
 #include "AsoKit/transport.h"
+#include "app/base/zoned_calendar.h"
 #include "app/research/measurement_presence.h"
 #include "app/research/request_gate.h"
 #include "app/shell/configuration.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/bootstrap.h"
 #include "app/store/local_time.h"
 
@@ -57,7 +57,7 @@ class Services final {
 
   asokit::MonotonicClock& monotonic() { return *monotonic_; }
   asokit::WallClock& wall() { return *wall_; }
-  const ZonedCalendar& calendar() const { return calendar_; }
+  const base::ZonedCalendar& calendar() const { return calendar_; }
   // Backup folders and the export's proposed file name, in the calendar's zone.
   const store::LocalTimeFormat& localTime() const { return localTime_; }
 
@@ -83,7 +83,7 @@ class Services final {
   std::unique_ptr<asokit::WallClock> ownWall_;
   asokit::MonotonicClock* monotonic_;
   asokit::WallClock* wall_;
-  ZonedCalendar calendar_;
+  base::ZonedCalendar calendar_;
   store::LocalTimeFormat localTime_;
   research::MeasurementPresence presence_;
   std::optional<StoreOpening> opening_;

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/reading_periods.h"
 #include "app/store/sql.h"
 #include "app/store/transaction.h"
@@ -75,14 +75,14 @@ void addHistory(Store& store, DeletionPlan& plan) {
 void countKept(Store& store, DeletionPlan& plan, const std::vector<TrackedQuery>& queries) {
   std::map<std::string, std::set<std::string>> keysByCountry;
   for (const auto& query : queries) {
-    keysByCountry[research::normalizedCountry(query.country)].insert(research::keywordKey(query.keyword));
+    keysByCountry[base::normalizedCountry(query.country)].insert(base::keywordKey(query.keyword));
   }
   for (const auto& [country, keys] : keysByCountry) {
     for (const auto& ladder : store.ladders().inCountry(country)) {
-      plan.keptLadders += keys.contains(research::keywordKey(ladder.keyword)) ? 1 : 0;
+      plan.keptLadders += keys.contains(base::keywordKey(ladder.keyword)) ? 1 : 0;
     }
     for (const auto& probe : store.probes().inCountry(country)) {
-      plan.keptProbes += keys.contains(research::keywordKey(probe.prefix)) ? 1 : 0;
+      plan.keptProbes += keys.contains(base::keywordKey(probe.prefix)) ? 1 : 0;
     }
   }
 }

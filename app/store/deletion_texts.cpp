@@ -3,7 +3,7 @@
 #include <array>
 
 #include "AsoKit/overloaded.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/deletion_plan.h"
 
 namespace tovra::store {
@@ -30,8 +30,7 @@ std::string DeletionPlan::title() const {
   return std::visit(Overloaded{
                         [](const AppSubject& s) { return "Delete " + s.name + " and its history"; },
                         [](const QuerySubject& s) {
-                          return "Delete “" + s.keyword + "” in " + research::upperCountry(s.country) +
-                                 " and its history";
+                          return "Delete “" + s.keyword + "” in " + base::upperCountry(s.country) + " and its history";
                         },
                         [](const SpaceSubject& s) { return "Delete the research space “" + s.name + "”"; },
                         [](const EverythingSubject&) { return std::string("Delete everything"); },

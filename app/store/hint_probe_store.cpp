@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "AsoKit/rank_history.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/retention.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
@@ -12,7 +12,7 @@ namespace tovra::store {
 
 std::vector<HintProbe> HintProbeStore::probesFor(std::string_view prefix, std::string_view country) const {
   // A trailing blank or a capital asks the store for other completions, so prefixes compare exactly.
-  auto probes = store_->probes().inCountry(research::normalizedCountry(country));
+  auto probes = store_->probes().inCountry(base::normalizedCountry(country));
   std::erase_if(probes, [&](const HintProbe& probe) { return probe.prefix != prefix; });
   return probes;
 }
@@ -21,7 +21,7 @@ KeptProbe HintProbeStore::keep(const asokit::HintsOutcome& outcome, WallTime obs
   Transaction transaction(*store_);
   HintProbe probe;
   probe.prefix = outcome.prefix;
-  probe.country = research::normalizedCountry(outcome.country);
+  probe.country = base::normalizedCountry(outcome.country);
   probe.observedAt = observedAt;
   probe.source = outcome.source;
   probe.carriedPriority = outcome.carriesPriority;

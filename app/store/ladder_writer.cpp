@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "AsoKit/rank_history.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/retention.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
@@ -78,9 +78,9 @@ std::vector<RecordId<TrackedApp>> fillArtwork(Store& store, const std::vector<as
 }  // namespace
 
 std::vector<StoredLadder> LadderWriter::savedFor(std::string_view keyword, std::string_view country) const {
-  const auto key = research::keywordKey(keyword);
-  auto ladders = store_->ladders().inCountry(research::normalizedCountry(country));
-  std::erase_if(ladders, [&](const StoredLadder& ladder) { return research::keywordKey(ladder.keyword) != key; });
+  const auto key = base::keywordKey(keyword);
+  auto ladders = store_->ladders().inCountry(base::normalizedCountry(country));
+  std::erase_if(ladders, [&](const StoredLadder& ladder) { return base::keywordKey(ladder.keyword) != key; });
   return ladders;
 }
 
@@ -112,8 +112,8 @@ LadderWrite LadderWriter::write(const LadderReading& reading) {
 
   if (!result.refreshed) {
     StoredLadder ladder;
-    ladder.keyword = research::collapseWhitespace(reading.keyword);
-    ladder.country = research::normalizedCountry(reading.country);
+    ladder.keyword = base::collapseWhitespace(reading.keyword);
+    ladder.country = base::normalizedCountry(reading.country);
     ladder.fetchedAt = reading.fetchedAt;
     ladder.enrichedDepth = reading.enrichedDepth;
     ladder.resultCount = reading.resultCount;

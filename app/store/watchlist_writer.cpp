@@ -4,7 +4,7 @@
 #include <unordered_set>
 
 #include "AsoKit/text.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
 
@@ -30,7 +30,7 @@ std::string trimmed(std::string_view text) {
 std::unordered_set<std::string> keysOf(const std::vector<TrackedQuery>& queries) {
   std::unordered_set<std::string> keys;
   for (const auto& query : queries) {
-    keys.insert(research::queryKey(query.keyword, query.country));
+    keys.insert(base::queryKey(query.keyword, query.country));
   }
   return keys;
 }
@@ -38,7 +38,7 @@ std::unordered_set<std::string> keysOf(const std::vector<TrackedQuery>& queries)
 TrackedQuery newQuery(std::string keyword, std::string_view country, KeywordProvenance provenance, WallTime now) {
   TrackedQuery query;
   query.keyword = std::move(keyword);
-  query.country = research::normalizedCountry(country);
+  query.country = base::normalizedCountry(country);
   query.setProvenance(provenance);
   query.addedAt = now;
   query.isPaused = false;
@@ -48,12 +48,12 @@ TrackedQuery newQuery(std::string keyword, std::string_view country, KeywordProv
 // Inserts the drafts in order, skipping blank ones and any whose key is among `keys` or was inserted
 // earlier in the batch; `attach` gives each its owner.
 std::vector<TrackedQuery> insertDrafts(Store& store, std::unordered_set<std::string> keys,
-                                       const std::vector<research::KeywordDraft>& drafts, WallTime now,
+                                       const std::vector<store::KeywordDraft>& drafts, WallTime now,
                                        const std::function<void(TrackedQuery&)>& attach) {
   std::vector<TrackedQuery> inserted;
   for (const auto& draft : drafts) {
     auto text = trimmed(draft.keyword);
-    if (text.empty() || !keys.insert(research::queryKey(text, draft.country)).second) {
+    if (text.empty() || !keys.insert(base::queryKey(text, draft.country)).second) {
       continue;
     }
     auto query = newQuery(std::move(text), draft.country, draft.provenance, now);
@@ -113,9 +113,9 @@ std::optional<TrackedQuery> WatchlistWriter::parkKeyword(const ResearchSpace& sp
   }
   Transaction change(*store_);
   const auto stored = store_->spaces().get(space.rowId);
-  const auto key = research::queryKey(text, country);
+  const auto key = base::queryKey(text, country);
   for (const auto& parked : store_->queries().ofSpace(stored.rowId)) {
-    if (research::queryKey(parked.keyword, parked.country) == key) {
+    if (base::queryKey(parked.keyword, parked.country) == key) {
       return parked;
     }
   }
@@ -127,7 +127,7 @@ std::optional<TrackedQuery> WatchlistWriter::parkKeyword(const ResearchSpace& sp
 }
 
 std::vector<TrackedQuery> WatchlistWriter::parkKeywords(const ResearchSpace& space,
-                                                        const std::vector<research::KeywordDraft>& drafts) {
+                                                        const std::vector<store::KeywordDraft>& drafts) {
   Transaction change(*store_);
   const auto stored = store_->spaces().get(space.rowId);
   auto inserted = insertDrafts(*store_, keysOf(store_->queries().ofSpace(stored.rowId)), drafts, clock_->now(),
@@ -167,10 +167,10 @@ std::optional<TrackedApp> WatchlistWriter::findApp(std::string_view appStoreId) 
 
 std::optional<AppLocalization> WatchlistWriter::recordLocalization(const TrackedApp& app, std::string_view country,
                                                                    std::string_view name, std::string_view developer) {
-  const auto code = research::normalizedCountry(country);
+  const auto code = base::normalizedCountry(country);
   Transaction change(*store_);
   for (auto localization : store_->localizations().ofApp(app.rowId)) {
-    if (research::normalizedCountry(localization.country) == code) {
+    if (base::normalizedCountry(localization.country) == code) {
       localization.name = std::string(name);
       localization.developer = std::string(developer);
       localization.fetchedAt = clock_->now();
@@ -212,7 +212,7 @@ WatchlistWriter::Receipt WatchlistWriter::trackApp(const AppFacts& facts, std::s
 }
 
 std::vector<TrackedQuery> WatchlistWriter::addKeywords(const TrackedApp& app,
-                                                       const std::vector<research::KeywordDraft>& drafts) {
+                                                       const std::vector<store::KeywordDraft>& drafts) {
   Transaction change(*store_);
   const auto stored = store_->apps().get(app.rowId);
   auto inserted = insertDrafts(*store_, keysOf(store_->queries().ofApp(stored.rowId)), drafts, clock_->now(),
@@ -230,7 +230,7 @@ WatchlistWriter::Receipt WatchlistWriter::graduateSpace(const ResearchSpace& spa
   auto appKeys = keysOf(store_->queries().ofApp(receipt.app.rowId));
   for (auto query : store_->queries().ofSpace(stored.rowId)) {
     // The key joins the app's keys as soon as one moves, so a second parked copy of it stays behind too.
-    if (!appKeys.insert(research::queryKey(query.keyword, query.country)).second) {
+    if (!appKeys.insert(base::queryKey(query.keyword, query.country)).second) {
       receipt.keptInSpace.push_back(query);
       continue;
     }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "AsoKit/clock.h"
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 #include "app/store/records.h"
 
 namespace tovra::store {
@@ -75,7 +75,7 @@ class WatchlistWriter final {
                                           std::string_view country, KeywordProvenance provenance);
   // Parks every draft in one save, skipping blanks and duplicates as parkKeyword does; returns the
   // keywords that were inserted.
-  std::vector<TrackedQuery> parkKeywords(const ResearchSpace& space, const std::vector<research::KeywordDraft>& drafts);
+  std::vector<TrackedQuery> parkKeywords(const ResearchSpace& space, const std::vector<store::KeywordDraft>& drafts);
   // Only a keyword parked in a space (no app) may be removed this way; anything else throws notParked.
   // Its readings go with it.
   void removeParkedKeyword(const TrackedQuery& query);
@@ -92,7 +92,7 @@ class WatchlistWriter final {
   Receipt trackApp(const AppFacts& facts, std::string_view country, bool isMine);
   // Adds the drafts to the app in one save, in order, skipping blank keywords and any whose key the
   // app already has or an earlier draft of the batch had. Returns the inserted keywords.
-  std::vector<TrackedQuery> addKeywords(const TrackedApp& app, const std::vector<research::KeywordDraft>& drafts);
+  std::vector<TrackedQuery> addKeywords(const TrackedApp& app, const std::vector<store::KeywordDraft>& drafts);
   // Tracks the app, then moves the space's keywords onto it; a keyword the app already has stays in the
   // space (keptInSpace). Moved keywords keep their provenance, date and history. The space remembers
   // the app it graduated to.

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "measure/seed.h"
 
 namespace tovra::measure {
@@ -22,7 +22,7 @@ class KeywordHistoryTest : public ::testing::Test {
   testing::Seed seed{*store};
   store::TrackedApp app;
   store::TrackedQuery query;
-  const shell::ZonedCalendar berlin{"Europe/Berlin"};
+  const base::ZonedCalendar berlin{"Europe/Berlin"};
   const store::LocalTimeFormat berlinTime{"Europe/Berlin"};
 };
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "AsoKit/aso_client.h"
+#include "app/base/zoned_calendar.h"
 #include "app/measure/measurement_runner.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/store.h"
 #include "measure/fakes.h"
 #include "measure/seed.h"
@@ -27,7 +27,7 @@ struct Rig {
   MeasurementRunner::StartResult measure(const std::vector<store::TrackedQuery>& queries);
 
   asokit::VirtualClock clock;
-  shell::ZonedCalendar calendar;
+  base::ZonedCalendar calendar;
   ParkedClock ticker;
   ManualQueue queue;
   ScriptedStore transport{clock.monotonic()};

@@ -2,7 +2,7 @@
 
 #include <date/tz.h>
 
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 
 namespace tovra::measure::testing {
 
@@ -62,7 +62,7 @@ store::TrackedQuery Seed::parked(const std::string& keyword, const std::string& 
 
 void Seed::readings(const store::TrackedQuery& query, const std::vector<std::optional<std::int64_t>>& ranks,
                     asokit::WallTime lastDay, const std::string& zone) {
-  const shell::ZonedCalendar calendar(zone);
+  const base::ZonedCalendar calendar(zone);
   const auto count = static_cast<int>(ranks.size());
   for (int i = 0; i < count; ++i) {
     const auto day = calendar.addDays(lastDay, i - count + 1);

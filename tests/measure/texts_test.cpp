@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "app/base/zoned_calendar.h"
 #include "app/measure/measure_texts.h"
-#include "app/shell/zoned_calendar.h"
 #include "measure/seed.h"
 
 namespace tovra::measure {
@@ -47,7 +47,7 @@ TEST(MeasureTexts, PlanPiecesAndCounts) {
 }
 
 TEST(MeasureTexts, LastMeasuredFloorsHoursThenCountsCalendarDays) {
-  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const base::ZonedCalendar berlin("Europe/Berlin");
   const auto last = localTime("Europe/Berlin", 2025, 1, 14, 9, 30);
   struct Case {
     std::chrono::seconds ago;
@@ -67,7 +67,7 @@ TEST(MeasureTexts, LastMeasuredFloorsHoursThenCountsCalendarDays) {
 
 TEST(MeasureTexts, LastMeasuredDaysAreCalendarDaysAcrossAShortDay) {
   // Saturday 09:30 to Monday 08:45 across the 23-hour day of 2024-03-31 is 46 h 15 min: still hours.
-  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const base::ZonedCalendar berlin("Europe/Berlin");
   const auto saturday = localTime("Europe/Berlin", 2024, 3, 30, 9, 30);
   EXPECT_EQ(texts::lastMeasured(saturday, localTime("Europe/Berlin", 2024, 4, 1, 8, 45), berlin),
             "Last measured 46 hours ago.");
@@ -85,7 +85,7 @@ TEST(MeasureTexts, LastMeasuredDaysAreCalendarDaysAcrossAShortDay) {
 // Whole days are the calendar's: the local dates apart, one less when the clock reads earlier than it did
 // at the last run. Elapsed time added to a midnight would be an hour off on the days the clocks move.
 TEST(MeasureTexts, LastMeasuredDaysAreTheCalendarsAroundDaylightSavingChanges) {
-  const shell::ZonedCalendar newYork("America/New_York");
+  const base::ZonedCalendar newYork("America/New_York");
   struct Case {
     const char* name;
     int fromMonth, fromDay;

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "app/base/zoned_calendar.h"
 #include "app/measure/today_board.h"
 #include "app/measure/today_queue.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/review_writer.h"
 #include "app/store/run_writer.h"
 #include "measure/seed.h"
@@ -142,7 +142,7 @@ class TodayBoardTest : public ::testing::Test {
 
   std::unique_ptr<store::Store> store = store::Store::inMemory();
   testing::Seed seed{*store};
-  shell::ZonedCalendar calendar{"Europe/Berlin"};
+  base::ZonedCalendar calendar{"Europe/Berlin"};
   asokit::WallTime today = localTime("Europe/Berlin", 2025, 1, 14);
   asokit::VirtualClock clock{localTime("Europe/Berlin", 2025, 1, 14, 20, 0)};
   store::TrackedQuery dropping, young, steady, fresh, paused, failing;

@@ -179,7 +179,7 @@ TEST_F(DiscoverModelTest, ATrackDraftCarriesTheSearchedTerm) {
   EXPECT_FALSE(draft->isAlreadyTracked());
   ASSERT_EQ(draft->keywords().size(), 1u);
   EXPECT_EQ(draft->keywords()[0].keyword, "photo editor");
-  EXPECT_EQ(draft->keywords()[0].provenance, KeywordProvenance::carriedFromSearch);
+  EXPECT_EQ(draft->keywords()[0].provenance, store::KeywordProvenance::carriedFromSearch);
 
   const auto receipt = confirmTrackDraft(*store, writer, *draft);
   EXPECT_TRUE(receipt.createdApp);
@@ -216,7 +216,7 @@ TEST_F(DiscoverModelTest, ATrackDraftStartsFromTheTrackedAppsOwnMark) {
 
 TEST_F(DiscoverModelTest, KeepsTheTermInAResearchSpace) {
   auto model = make();
-  const auto space = writer.createSpace(randomUuid(), "Travel ideas");
+  const auto space = writer.createSpace(store::randomUuid(), "Travel ideas");
   EXPECT_THROW(model->keepInSpace(writer, space), KeepTargetError);
   model->setTerm("photo editor");
   search(*model);

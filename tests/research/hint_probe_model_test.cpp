@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/aso_error.h"
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "app/store/hint_probe_store.h"
 #include "app/store/store.h"
 #include "support/held_requests.h"
@@ -47,7 +47,7 @@ class HintProbeModelTest : public ::testing::Test {
 
   // 23:59 local time in Tokyo (UTC+9) on 3 March 2025.
   asokit::VirtualClock clock{asokit::WallTime{sys_days{March / 3 / 2025} + 14h + 59min}};
-  shell::ZonedCalendar calendar{"Asia/Tokyo"};
+  base::ZonedCalendar calendar{"Asia/Tokyo"};
   std::unique_ptr<store::Store> store = store::Store::inMemory();
   store::HintProbeStore probes{*store};
   std::vector<asokit::HintTerm> terms{{1, "photo editor", std::nullopt}, {2, "photo collage", std::nullopt}};

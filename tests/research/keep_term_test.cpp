@@ -12,7 +12,7 @@ class KeepTermTest : public ::testing::Test {
  protected:
   KeepTermTest() {
     app = writer.trackApp(store::AppFacts{"1234567890", "Lumen Photo", "Lumen Labs", {}, {}}, "us", true).app;
-    space = writer.createSpace(randomUuid(), "Travel ideas");
+    space = writer.createSpace(store::randomUuid(), "Travel ideas");
   }
 
   asokit::VirtualClock clock;
@@ -24,7 +24,8 @@ class KeepTermTest : public ::testing::Test {
 
 TEST_F(KeepTermTest, AHintKeptForAnAppIsTrackedAsCarriedFromAStoreHint) {
   const KeepTarget target{app};
-  const auto kept = keepTerm(writer, target, "  Photo  Collage ", " US", KeywordProvenance::carriedFromStoreHint);
+  const auto kept =
+      keepTerm(writer, target, "  Photo  Collage ", " US", store::KeywordProvenance::carriedFromStoreHint);
   ASSERT_TRUE(kept.inserted);
   EXPECT_EQ(kept.inserted->keyword, "Photo Collage");
   EXPECT_EQ(kept.inserted->country, "us");
@@ -32,7 +33,7 @@ TEST_F(KeepTermTest, AHintKeptForAnAppIsTrackedAsCarriedFromAStoreHint) {
   EXPECT_EQ(kept.inserted->app, app.rowId);
   EXPECT_EQ(keptText(kept, target), "“Photo Collage” in US is now tracked for Lumen Photo");
 
-  const auto again = keepTerm(writer, target, "photo collage", "us", KeywordProvenance::carriedFromStoreHint);
+  const auto again = keepTerm(writer, target, "photo collage", "us", store::KeywordProvenance::carriedFromStoreHint);
   EXPECT_TRUE(again.alreadyThere) << "already there counts as already added";
   EXPECT_EQ(keptText(again, target), "“photo collage” in US was already added to Lumen Photo");
   EXPECT_EQ(store->queries().count(), 1);
@@ -40,12 +41,12 @@ TEST_F(KeepTermTest, AHintKeptForAnAppIsTrackedAsCarriedFromAStoreHint) {
 
 TEST_F(KeepTermTest, AHintKeptInASpaceIsParkedThere) {
   const KeepTarget target{space};
-  const auto kept = keepTerm(writer, target, "photo collage", "de", KeywordProvenance::carriedFromStoreHint);
+  const auto kept = keepTerm(writer, target, "photo collage", "de", store::KeywordProvenance::carriedFromStoreHint);
   ASSERT_TRUE(kept.inserted);
   EXPECT_EQ(kept.inserted->space, space.rowId);
   EXPECT_FALSE(kept.inserted->app);
   EXPECT_EQ(keptText(kept, target), "“photo collage” in DE is now kept in Travel ideas");
-  EXPECT_THROW(keepTerm(writer, target, "   ", "de", KeywordProvenance::carriedFromStoreHint), KeepTargetError);
+  EXPECT_THROW(keepTerm(writer, target, "   ", "de", store::KeywordProvenance::carriedFromStoreHint), KeepTargetError);
 }
 
 TEST_F(KeepTermTest, ATrackDraftsTermIsToldWithTheAppWhenTheDraftStartedTrackingIt) {
@@ -77,9 +78,9 @@ TEST_F(KeepTermTest, ATrackDraftsTermIsToldWithTheAppWhenTheDraftStartedTracking
 }
 
 TEST_F(KeepTermTest, TrackingACheckedKeywordSaysWhetherTheAppHadItAlready) {
-  const auto kept = keepTerm(writer, KeepTarget{app}, "photo editor", "us", KeywordProvenance::typedByUser);
+  const auto kept = keepTerm(writer, KeepTarget{app}, "photo editor", "us", store::KeywordProvenance::typedByUser);
   EXPECT_EQ(checkTrackedText(kept, app), "This keyword is now tracked.");
-  const auto again = keepTerm(writer, KeepTarget{app}, "Photo Editor", "us", KeywordProvenance::typedByUser);
+  const auto again = keepTerm(writer, KeepTarget{app}, "Photo Editor", "us", store::KeywordProvenance::typedByUser);
   EXPECT_EQ(checkTrackedText(again, app), "“Photo Editor” in US was already added to Lumen Photo");
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::vector<std::string> keywordsOf(const std::vector<KeywordDraft>& drafts) {
+std::vector<std::string> keywordsOf(const std::vector<store::KeywordDraft>& drafts) {
   std::vector<std::string> out;
   for (const auto& draft : drafts) {
     out.push_back(draft.keyword);
@@ -42,7 +42,7 @@ TEST_F(KeywordEntryTest, CommitMakesTypedDraftsWithFreshIdsAndTheSheetsCountry) 
   std::set<std::string> ids;
   for (const auto& draft : entry.drafts()) {
     EXPECT_EQ(draft.country, "US");
-    EXPECT_EQ(draft.provenance, KeywordProvenance::typedByUser);
+    EXPECT_EQ(draft.provenance, store::KeywordProvenance::typedByUser);
     EXPECT_EQ(draft.id.size(), 36u);
     ids.insert(draft.id);
   }
@@ -145,8 +145,8 @@ TEST_F(KeywordEntryTest, RemoveTakesEveryDraftWithTheIdAndKeepsTheRest) {
 }
 
 TEST(RandomUuid, IsAVersionFourUuidAndDiffersEachTime) {
-  const auto a = randomUuid();
-  const auto b = randomUuid();
+  const auto a = store::randomUuid();
+  const auto b = store::randomUuid();
   EXPECT_NE(a, b);
   ASSERT_EQ(a.size(), 36u);
   EXPECT_EQ(a[8], '-');

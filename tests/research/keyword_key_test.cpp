@@ -1,11 +1,11 @@
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 
 #include <gtest/gtest.h>
 #include <unicode/locid.h>
 
 #include <string>
 
-#include "app/research/text_fold.h"
+#include "app/base/text_fold.h"
 
 namespace tovra::research {
 namespace {
@@ -35,7 +35,7 @@ const auto* const kTurkish = ::testing::AddGlobalTestEnvironment(new TurkishDesk
 class CollapseTest : public ::testing::TestWithParam<TextCase> {};
 
 TEST_P(CollapseTest, CollapsesEveryUnicodeWhiteSpaceToOneSpace) {
-  EXPECT_EQ(collapseWhitespace(GetParam().input), GetParam().expected);
+  EXPECT_EQ(base::collapseWhitespace(GetParam().input), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Keywords, CollapseTest,
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(Keywords, CollapseTest,
 class KeywordKeyTest : public ::testing::TestWithParam<TextCase> {};
 
 TEST_P(KeywordKeyTest, GivesTheComparisonForm) {
-  EXPECT_EQ(keywordKey(GetParam().input), GetParam().expected);
+  EXPECT_EQ(base::keywordKey(GetParam().input), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Keywords, KeywordKeyTest,
@@ -71,14 +71,14 @@ INSTANTIATE_TEST_SUITE_P(Keywords, KeywordKeyTest,
                                            TextCase{"turkish_sentence", "SEPETİ ÇİÇEK", "sepeti çiçek"}));
 
 TEST(KeywordKey, RootLocaleLowerCasingIgnoresTheTurkishDefault) {
-  EXPECT_EQ(lowerCased("TITLE"), "title");
-  EXPECT_EQ(lowerCased("İ"), "i\u0307");
+  EXPECT_EQ(base::lowerCased("TITLE"), "title");
+  EXPECT_EQ(base::lowerCased("İ"), "i\u0307");
 }
 
 TEST(QueryKey, JoinsTheKeywordKeyAndTheTrimmedLowerCasedCountry) {
-  EXPECT_EQ(queryKey("  Photo   EDITOR ", " US\n"), "photo editor|us");
-  EXPECT_EQ(queryKey("İstanbul", "tr"), queryKey("istanbul", "TR"));
-  EXPECT_NE(queryKey("istanbul", "tr"), queryKey("istanbul", "de"));
+  EXPECT_EQ(base::queryKey("  Photo   EDITOR ", " US\n"), "photo editor|us");
+  EXPECT_EQ(base::queryKey("İstanbul", "tr"), base::queryKey("istanbul", "TR"));
+  EXPECT_NE(base::queryKey("istanbul", "tr"), base::queryKey("istanbul", "de"));
 }
 
 struct CountCase {
@@ -94,7 +94,7 @@ void PrintTo(const CountCase& c, std::ostream* os) {
 class GraphemeCountTest : public ::testing::TestWithParam<CountCase> {};
 
 TEST_P(GraphemeCountTest, CountsUserPerceivedCharacters) {
-  EXPECT_EQ(graphemeCount(GetParam().input), GetParam().expected);
+  EXPECT_EQ(base::graphemeCount(GetParam().input), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Keywords, GraphemeCountTest,
@@ -106,21 +106,21 @@ INSTANTIATE_TEST_SUITE_P(Keywords, GraphemeCountTest,
                                            CountCase{"hangul_jamo", "\u1100\u1161\u11A8", 1}));
 
 TEST(FoldCaseDiacriticsWidth, NamesThatDifferInCaseAccentsOrWidthFoldEqual) {
-  const auto cafe = foldCaseDiacriticsWidth("cafe");
-  EXPECT_EQ(foldCaseDiacriticsWidth("Café"), cafe);
-  EXPECT_EQ(foldCaseDiacriticsWidth("CAFE\u0301"), cafe);
-  EXPECT_EQ(foldCaseDiacriticsWidth("ＣＡＦＥ"), cafe);
-  EXPECT_EQ(foldCaseDiacriticsWidth("ｶﾞｲﾄﾞ"), foldCaseDiacriticsWidth("ガイド"));
-  EXPECT_EQ(foldCaseDiacriticsWidth("Ölçü Aleti"), foldCaseDiacriticsWidth("olcu aleti"));
-  EXPECT_EQ(foldCaseDiacriticsWidth("İSTANBUL"), foldCaseDiacriticsWidth("istanbul"));
+  const auto cafe = base::foldCaseDiacriticsWidth("cafe");
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("Café"), cafe);
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("CAFE\u0301"), cafe);
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("ＣＡＦＥ"), cafe);
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("ｶﾞｲﾄﾞ"), base::foldCaseDiacriticsWidth("ガイド"));
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("Ölçü Aleti"), base::foldCaseDiacriticsWidth("olcu aleti"));
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("İSTANBUL"), base::foldCaseDiacriticsWidth("istanbul"));
   // Under the Turkish default a locale-sensitive fold would turn I into ı.
-  EXPECT_EQ(foldCaseDiacriticsWidth("TITLE"), "title");
+  EXPECT_EQ(base::foldCaseDiacriticsWidth("TITLE"), "title");
 }
 
 TEST(FoldCaseDiacriticsWidth, DifferentLettersStayDifferent) {
-  EXPECT_NE(foldCaseDiacriticsWidth("ılık"), foldCaseDiacriticsWidth("ilik"));
-  EXPECT_NE(foldCaseDiacriticsWidth("Photo Editor"), foldCaseDiacriticsWidth("PhotoEditor"));
-  EXPECT_NE(foldCaseDiacriticsWidth("Notes"), foldCaseDiacriticsWidth("Notes+"));
+  EXPECT_NE(base::foldCaseDiacriticsWidth("ılık"), base::foldCaseDiacriticsWidth("ilik"));
+  EXPECT_NE(base::foldCaseDiacriticsWidth("Photo Editor"), base::foldCaseDiacriticsWidth("PhotoEditor"));
+  EXPECT_NE(base::foldCaseDiacriticsWidth("Notes"), base::foldCaseDiacriticsWidth("Notes+"));
 }
 
 }  // namespace

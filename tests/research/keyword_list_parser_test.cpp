@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 
 namespace tovra::research {
 namespace {
@@ -25,7 +25,7 @@ std::string repeat(const std::string& piece, int times) {
 Keys keysOf(const std::vector<std::string>& keywords) {
   Keys keys;
   for (const auto& keyword : keywords) {
-    keys.insert(keywordKey(keyword));
+    keys.insert(base::keywordKey(keyword));
   }
   return keys;
 }

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/aso_error.h"
+#include "app/base/zoned_calendar.h"
 #include "app/research/signals_check.h"
-#include "app/shell/zoned_calendar.h"
 #include "app/store/store.h"
 #include "support/manual_queue.h"
 
@@ -66,7 +66,7 @@ TEST(RequestGateTest, ARefusalInASignalsCheckHoldsEveryRequestForFifteenMinutes)
   ForbiddingTransport transport;
   asokit::AsoClient client(transport, clock.monotonic(), clock.wall());
   auto store = store::Store::inMemory();
-  const shell::ZonedCalendar calendar("UTC");
+  const base::ZonedCalendar calendar("UTC");
   tovra::testing::ManualQueue queue;
   SignalsCheck check(
       [&](const std::string& t, const std::string& c, std::stop_token stop) { return client.search(t, c, 10, stop); },

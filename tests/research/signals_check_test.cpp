@@ -6,7 +6,7 @@
 #include <map>
 
 #include "AsoKit/aso_error.h"
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "app/store/hint_probe_store.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
@@ -93,7 +93,7 @@ class SignalsCheckTest : public ::testing::Test {
   }
 
   asokit::VirtualClock clock{asokit::WallTime{std::chrono::sys_days{std::chrono::March / 3 / 2025} + 9h}};
-  shell::ZonedCalendar calendar{"UTC"};
+  base::ZonedCalendar calendar{"UTC"};
   std::unique_ptr<store::Store> store = store::Store::inMemory();
   std::vector<std::optional<std::int64_t>> ratings{500, 800, 1200, 90, 4000, 30000, 700, 650, 2100, 100};
   std::exception_ptr searchFault;

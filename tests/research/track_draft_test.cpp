@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "AsoKit/clock.h"
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 
 namespace tovra::research {
 namespace {
@@ -41,7 +41,7 @@ TEST_F(TrackDraftTest, OpensWithTheSearchTermCarriedFromTheSearch) {
   ASSERT_EQ(draft.keywords().size(), 1u);
   EXPECT_EQ(draft.keywords()[0].keyword, "photo editor");
   EXPECT_EQ(draft.keywords()[0].country, "us");
-  EXPECT_EQ(draft.keywords()[0].provenance, KeywordProvenance::carriedFromSearch);
+  EXPECT_EQ(draft.keywords()[0].provenance, store::KeywordProvenance::carriedFromSearch);
   EXPECT_EQ(draft.typingCountry(), "us");
   EXPECT_EQ(draft.foundFor(), "  photo   editor ");
   EXPECT_TRUE(make().keywords().empty());
@@ -88,7 +88,7 @@ TEST_F(TrackDraftTest, AddTypedCommitsWhatIsTypedAndIgnoresWhiteSpace) {
   draft.setTyping("Foto Düzenleme");
   EXPECT_EQ(draft.addTyped(), CommitOutcome::committed);
   EXPECT_EQ(keywordsOf(draft), std::vector<std::string>{"Foto Düzenleme/us"});
-  EXPECT_EQ(draft.keywords()[0].provenance, KeywordProvenance::typedByUser);
+  EXPECT_EQ(draft.keywords()[0].provenance, store::KeywordProvenance::typedByUser);
 }
 
 TEST_F(TrackDraftTest, DuplicatesAreTestedPerTypingCountry) {
@@ -104,7 +104,7 @@ TEST_F(TrackDraftTest, DuplicatesAreTestedPerTypingCountry) {
 }
 
 TEST_F(TrackDraftTest, CostLineTellsMeasuredKeywordsApart) {
-  auto draft = make("photo editor", false, {queryKey("Photo Editor", "us"), queryKey("istanbul", "tr")});
+  auto draft = make("photo editor", false, {base::queryKey("Photo Editor", "us"), base::queryKey("istanbul", "tr")});
   draft.setTyping("filters");
   draft.addTyped();
   draft.setTypingCountry("TR");
@@ -137,16 +137,16 @@ TEST_F(TrackDraftTest, RemoveAndOwnershipPublishChanges) {
 
 TEST_F(TrackDraftTest, CarriedTermIsAddedWholeUnlessDuplicateOrFull) {
   auto draft = make();
-  EXPECT_TRUE(draft.addCarried("photo, editor", KeywordProvenance::carriedFromStoreHint));
+  EXPECT_TRUE(draft.addCarried("photo, editor", store::KeywordProvenance::carriedFromStoreHint));
   EXPECT_EQ(draft.keywords()[0].keyword, "photo, editor");
-  EXPECT_EQ(draft.keywords()[0].provenance, KeywordProvenance::carriedFromStoreHint);
-  EXPECT_FALSE(draft.addCarried("PHOTO,  EDITOR", KeywordProvenance::carriedFromStoreHint));
-  EXPECT_FALSE(draft.addCarried(" ", KeywordProvenance::carriedFromStoreHint));
-  EXPECT_FALSE(draft.addCarried(std::string(101, 'x'), KeywordProvenance::carriedFromStoreHint));
+  EXPECT_EQ(draft.keywords()[0].provenance, store::KeywordProvenance::carriedFromStoreHint);
+  EXPECT_FALSE(draft.addCarried("PHOTO,  EDITOR", store::KeywordProvenance::carriedFromStoreHint));
+  EXPECT_FALSE(draft.addCarried(" ", store::KeywordProvenance::carriedFromStoreHint));
+  EXPECT_FALSE(draft.addCarried(std::string(101, 'x'), store::KeywordProvenance::carriedFromStoreHint));
   for (int i = 1; i < 50; ++i) {
-    ASSERT_TRUE(draft.addCarried("hint " + std::to_string(i), KeywordProvenance::carriedFromStoreHint));
+    ASSERT_TRUE(draft.addCarried("hint " + std::to_string(i), store::KeywordProvenance::carriedFromStoreHint));
   }
-  EXPECT_FALSE(draft.addCarried("one too many", KeywordProvenance::carriedFromStoreHint));
+  EXPECT_FALSE(draft.addCarried("one too many", store::KeywordProvenance::carriedFromStoreHint));
   draft.setTyping("typed, too");
   EXPECT_EQ(draft.keywords().size(), 50u);
   EXPECT_EQ(draft.typingNotice(), "2 over the 50-keyword limit");

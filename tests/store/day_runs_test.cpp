@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/rank_history.h"
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "fixtures.h"
 
 namespace tovra::store {
@@ -23,7 +23,7 @@ struct DayRunCase {
 class DayRunsInAZone : public ::testing::TestWithParam<DayRunCase> {};
 
 TEST_P(DayRunsInAZone, FollowTheLocalCalendar) {
-  const shell::ZonedCalendar calendar(GetParam().zone);
+  const base::ZonedCalendar calendar(GetParam().zone);
   std::vector<asokit::RankPoint> points;
   for (const auto reading : GetParam().readings) {
     points.push_back({reading, 1});

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "app/store/store.h"
 #include "fixtures.h"
 
@@ -26,7 +26,7 @@ class HintProbeStoreTest : public ::testing::Test {
  protected:
   std::unique_ptr<Store> store = Store::inMemory();
   HintProbeStore probes{*store};
-  const shell::ZonedCalendar berlin{"Europe/Berlin"};
+  const base::ZonedCalendar berlin{"Europe/Berlin"};
 };
 
 TEST_F(HintProbeStoreTest, KeepsTheHintsInTheStoresOrderWithTheirGapsAndPriorities) {

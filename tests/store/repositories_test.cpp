@@ -3,7 +3,7 @@
 #include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
 #include "app/store/today_reads.h"
@@ -26,7 +26,7 @@ class RepositoriesTest : public ::testing::Test {
 };
 
 TEST_F(RepositoriesTest, ASecondReadingOnTheSameCalendarDayUpdatesTheFirst) {
-  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const base::ZonedCalendar berlin("Europe/Berlin");
   const auto day = utc(2025, 1, 13, 23);  // local midnight of 14 January
   const auto first = store->observations().recordDay(makeReading(query.rowId, day, 7), berlin);
   ASSERT_TRUE(first.inserted);
@@ -50,7 +50,7 @@ TEST_F(RepositoriesTest, ASecondReadingOnTheSameCalendarDayUpdatesTheFirst) {
 }
 
 TEST_F(RepositoriesTest, ASecondReadingWithTheSameRankStillTakesTheOtherValues) {
-  const shell::ZonedCalendar utcCalendar("UTC");
+  const base::ZonedCalendar utcCalendar("UTC");
   store->observations().recordDay(makeReading(query.rowId, utc(2025, 1, 14), 7), utcCalendar);
   auto again = makeReading(query.rowId, utc(2025, 1, 14, 20), 7);
   again.measuredAt = utc(2025, 1, 14, 20, 0, 1);
@@ -70,7 +70,7 @@ TEST_F(RepositoriesTest, ASecondReadingWithTheSameRankStillTakesTheOtherValues) 
 TEST_F(RepositoriesTest, TheNextCalendarDayGetsItsOwnReadingAcrossAMissingMidnight) {
   // São Paulo skipped from 00:00 to 01:00 on 4 November 2018: that day started at 01:00 local time and
   // lasted 23 hours.
-  const shell::ZonedCalendar saoPaulo("America/Sao_Paulo");
+  const base::ZonedCalendar saoPaulo("America/Sao_Paulo");
   const auto sunday = saoPaulo.startOfDay(utc(2018, 11, 4, 12));
   ASSERT_EQ(sunday, utc(2018, 11, 4, 3));
   EXPECT_TRUE(store->observations().recordDay(makeReading(query.rowId, sunday, 3), saoPaulo).inserted);
@@ -83,7 +83,7 @@ TEST_F(RepositoriesTest, TheNextCalendarDayGetsItsOwnReadingAcrossAMissingMidnig
 TEST_F(RepositoriesTest, ADayThatSpansTwoPeriodsFindsItsReadingInEither) {
   // Readings are kept in eight-day periods counted in UTC; 16 January 2025 00:00 UTC starts one, in the
   // middle of Berlin's 16 January.
-  const shell::ZonedCalendar berlin("Europe/Berlin");
+  const base::ZonedCalendar berlin("Europe/Berlin");
   const auto afterBoundary = utc(2025, 1, 16, 12);
   const auto localStart = berlin.startOfDay(afterBoundary);
   ASSERT_EQ(localStart, utc(2025, 1, 15, 23));
@@ -137,7 +137,7 @@ TEST_F(RepositoriesTest, AKeywordsReadingsReadInDayOrderAcrossPeriods) {
 }
 
 TEST_F(RepositoriesTest, AReadingWithoutAKeywordIsRefused) {
-  const shell::ZonedCalendar utcCalendar("UTC");
+  const base::ZonedCalendar utcCalendar("UTC");
   auto reading = makeReading(query.rowId, utc(2025, 1, 1), 1);
   reading.query.reset();
   EXPECT_THROW(store->observations().recordDay(reading, utcCalendar), StoreError);

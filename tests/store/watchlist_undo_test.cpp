@@ -12,9 +12,9 @@ namespace {
 
 using Receipt = WatchlistWriter::Receipt;
 
-research::KeywordDraft draft(std::string keyword, std::string country) {
-  return research::KeywordDraft{research::randomUuid(), std::move(keyword), std::move(country),
-                                research::KeywordProvenance::typedByUser};
+store::KeywordDraft draft(std::string keyword, std::string country) {
+  return store::KeywordDraft{store::randomUuid(), std::move(keyword), std::move(country),
+                             store::KeywordProvenance::typedByUser};
 }
 
 AppFacts facts(std::string id) {

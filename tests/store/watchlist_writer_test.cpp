@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/clock.h"
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
 #include "fixtures.h"
@@ -15,13 +15,13 @@ namespace {
 
 using namespace std::chrono;
 using EditError = WatchlistWriter::EditError;
-using research::KeywordDraft;
+using store::KeywordDraft;
 
 constexpr const char* kSpaceId = "7d0c1b8e-3f5a-4c2e-9b1d-2a6f4e8c0d13";
 
 KeywordDraft draft(std::string keyword, std::string country,
-                   research::KeywordProvenance provenance = research::KeywordProvenance::typedByUser) {
-  return KeywordDraft{research::randomUuid(), std::move(keyword), std::move(country), provenance};
+                   store::KeywordProvenance provenance = store::KeywordProvenance::typedByUser) {
+  return KeywordDraft{store::randomUuid(), std::move(keyword), std::move(country), provenance};
 }
 
 AppFacts facts(std::string id, std::string name = "Photo Lab") {
@@ -220,8 +220,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(WatchlistWriterTest, KeywordsKeepTheProvenanceOfTheirDraft) {
   const auto app = writer.trackApp(facts("1000000001"), "us", false).app;
-  const auto added = writer.addKeywords(app, {draft("maps", "us", research::KeywordProvenance::carriedFromSearch),
-                                              draft("radar", "us", research::KeywordProvenance::carriedFromStoreHint)});
+  const auto added = writer.addKeywords(app, {draft("maps", "us", store::KeywordProvenance::carriedFromSearch),
+                                              draft("radar", "us", store::KeywordProvenance::carriedFromStoreHint)});
   ASSERT_EQ(added.size(), 2u);
   EXPECT_EQ(store->queries().get(added[0].rowId).provenanceRaw, "carriedFromSearch");
   EXPECT_EQ(store->queries().get(added[1].rowId).provenanceRaw, "carriedFromStoreHint");

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 #include "app/store/transaction.h"
 
 namespace tovra::storegen {
@@ -297,7 +297,7 @@ class Generator final {
   store::Store& store_;
   const GeneratorOptions& options_;
   Random random_;
-  shell::ZonedCalendar calendar_;
+  base::ZonedCalendar calendar_;
   WallTime firstDay_;
   std::vector<Keyword> keywords_;
   std::map<std::string, std::int64_t> resultCounts_;

@@ -1,4 +1,4 @@
-#include "app/research/unicode_text.h"
+#include "app/base/unicode_text.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
@@ -8,7 +8,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace tovra::research::unicode {
+namespace tovra::base::unicode {
 
 icu::UnicodeString fromUtf8(std::string_view text) {
   if (text.size() > static_cast<std::size_t>(INT32_MAX)) {
@@ -65,4 +65,4 @@ void check(int errorCode, const char* what) {
   }
 }
 
-}  // namespace tovra::research::unicode
+}  // namespace tovra::base::unicode

@@ -1,4 +1,4 @@
-#include "app/research/keyword_key.h"
+#include "app/base/keyword_key.h"
 
 #include <unicode/locid.h>
 #include <unicode/uchar.h>
@@ -8,9 +8,9 @@
 #include <stdexcept>
 
 #include "AsoKit/storefront.h"
-#include "app/research/unicode_text.h"
+#include "app/base/unicode_text.h"
 
-namespace tovra::research {
+namespace tovra::base {
 
 std::string collapseWhitespace(std::string_view text) {
   if (text.size() > static_cast<std::size_t>(INT32_MAX)) {
@@ -81,4 +81,4 @@ std::size_t graphemeCount(std::string_view text) {
   return unicode::graphemeBounds(unicode::fromUtf8(text)).size() - 1;
 }
 
-}  // namespace tovra::research
+}  // namespace tovra::base

@@ -1,4 +1,4 @@
-#include "app/research/text_fold.h"
+#include "app/base/text_fold.h"
 
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -6,9 +6,9 @@
 
 #include <memory>
 
-#include "app/research/unicode_text.h"
+#include "app/base/unicode_text.h"
 
-namespace tovra::research {
+namespace tovra::base {
 namespace {
 
 // Compatibility composition restricted to the half- and full-width forms (and the ideographic space):
@@ -66,4 +66,4 @@ std::string foldCaseDiacritics(std::string_view text) {
   return foldedCaseAndMarks(unicode::fromUtf8(text));
 }
 
-}  // namespace tovra::research
+}  // namespace tovra::base

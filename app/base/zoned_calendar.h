@@ -9,7 +9,7 @@ namespace date {
 class time_zone;
 }
 
-namespace tovra::shell {
+namespace tovra::base {
 
 // The calendar of a time zone from the system's time-zone database.
 class ZonedCalendar final : public asokit::Calendar {
@@ -31,4 +31,4 @@ class ZonedCalendar final : public asokit::Calendar {
   const date::time_zone* zone_;
 };
 
-}  // namespace tovra::shell
+}  // namespace tovra::base

@@ -6,10 +6,7 @@
 
 #include "app/store/keyword_provenance.h"
 
-namespace tovra::research {
-
-// The store's own enum: a draft's provenance is written as it stands.
-using store::KeywordProvenance;
+namespace tovra::store {
 
 // A keyword not yet written to the store.
 struct KeywordDraft {
@@ -23,9 +20,9 @@ struct KeywordDraft {
 // A random (version 4) UUID in its lower-case 8-4-4-4-12 text form.
 std::string randomUuid();
 
-}  // namespace tovra::research
+}  // namespace tovra::store
 
 template <>
-struct std::hash<tovra::research::KeywordDraft> {
-  std::size_t operator()(const tovra::research::KeywordDraft& draft) const noexcept;
+struct std::hash<tovra::store::KeywordDraft> {
+  std::size_t operator()(const tovra::store::KeywordDraft& draft) const noexcept;
 };

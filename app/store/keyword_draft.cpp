@@ -1,10 +1,10 @@
-#include "app/research/keyword_draft.h"
+#include "app/store/keyword_draft.h"
 
 #include <array>
 #include <cstdint>
 #include <random>
 
-namespace tovra::research {
+namespace tovra::store {
 
 std::string randomUuid() {
   thread_local std::mt19937_64 engine = [] {
@@ -34,10 +34,9 @@ std::string randomUuid() {
   return text;
 }
 
-}  // namespace tovra::research
+}  // namespace tovra::store
 
-std::size_t std::hash<tovra::research::KeywordDraft>::operator()(
-    const tovra::research::KeywordDraft& draft) const noexcept {
+std::size_t std::hash<tovra::store::KeywordDraft>::operator()(const tovra::store::KeywordDraft& draft) const noexcept {
   std::size_t seed = std::hash<std::string>{}(draft.id);
   const auto mix = [&seed](std::size_t value) { seed ^= value + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2); };
   mix(std::hash<std::string>{}(draft.keyword));

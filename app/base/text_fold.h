@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace tovra::research {
+namespace tovra::base {
 
 // Case-, diacritic- and width-insensitive folding with the root locale, so two texts a user would call
 // "the same name" fold equal: "Café", "CAFE" and full-width "ＣＡＦＥ" all become "cafe". The capital
@@ -15,4 +15,4 @@ std::string foldCaseDiacriticsWidth(std::string_view text);
 // hints are matched this way.
 std::string foldCaseDiacritics(std::string_view text);
 
-}  // namespace tovra::research
+}  // namespace tovra::base

@@ -1,8 +1,8 @@
-#include "app/shell/zoned_calendar.h"
+#include "app/base/zoned_calendar.h"
 
 #include <date/tz.h>
 
-namespace tovra::shell {
+namespace tovra::base {
 namespace {
 
 using namespace std::chrono;
@@ -60,4 +60,4 @@ const std::string& ZonedCalendar::zoneName() const {
   return zone_->name();
 }
 
-}  // namespace tovra::shell
+}  // namespace tovra::base

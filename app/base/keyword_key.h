@@ -7,7 +7,7 @@
 // The one comparison form of a keyword. Every duplicate test in the application (drafts, the
 // watchlist writer, the cost line, ladder and probe matching) goes through these functions, so two
 // places can never disagree on whether two keywords are the same.
-namespace tovra::research {
+namespace tovra::base {
 
 // Splits at every Unicode White_Space character (U+00A0, U+3000, U+0085, U+2028 and U+2029 included),
 // drops the empty pieces and joins the rest with one space: runs become one space, both ends are trimmed,
@@ -36,4 +36,4 @@ std::string queryKey(std::string_view keyword, std::string_view country);
 // letter with a combining accent is one, CR LF is one.
 std::size_t graphemeCount(std::string_view text);
 
-}  // namespace tovra::research
+}  // namespace tovra::base

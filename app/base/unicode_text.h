@@ -8,7 +8,7 @@
 #include <vector>
 
 // ICU plumbing shared by the research text functions; not part of their public face.
-namespace tovra::research::unicode {
+namespace tovra::base::unicode {
 
 // Ill-formed UTF-8 becomes U+FFFD.
 icu::UnicodeString fromUtf8(std::string_view text);
@@ -25,4 +25,4 @@ std::vector<std::int32_t> graphemeBounds(const icu::UnicodeString& text);
 // Throws std::runtime_error naming `what` when ICU reports a failure (missing data, out of memory).
 void check(int errorCode, const char* what);
 
-}  // namespace tovra::research::unicode
+}  // namespace tovra::base::unicode
