@@ -79,7 +79,9 @@ TEST_F(ClientCliTest, SearchAsksOnceWithOnlyTheStorefrontHeaderThenLooksTheHeadU
   }
   EXPECT_EQ(requests[1].query, "id=6443120871,1584637209&country=us&lang=en_us");
   EXPECT_FALSE(requests[1].header("X-Apple-Store-Front"));
-  EXPECT_GE(requests[1].time - requests[0].time, 1.2);        // one process never asks faster
+  // One process never asks faster than 1.2 s. The fake store stamps a request when it has read it, so a
+  // first request read late on a loaded machine shortens the measured gap by a few milliseconds.
+  EXPECT_GE(requests[1].time - requests[0].time, 1.2 - 0.02);
   EXPECT_EQ(requests[0].remotePort, requests[1].remotePort);  // one connection, reused
 }
 
