@@ -87,7 +87,9 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   inventoryView_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   inventoryView_->verticalHeader()->hide();
   inventoryView_->horizontalHeader()->setStretchLastSection(true);
-  auto* exportNote = new QLabel(qs(store::kExportWhyJson), storeBox);
+  // Both texts sit beside the action, where the decision to export is made, not only in a tooltip.
+  auto* exportNote =
+      new QLabel(qs(store::kExportLocalOnly) + QStringLiteral("\n") + qs(store::kExportWhyJson), storeBox);
   exportNote->setWordWrap(true);
   exportNote->setAccessibleName(exportNote->text());
   export_ = new QPushButton(QStringLiteral("Export…"), storeBox);

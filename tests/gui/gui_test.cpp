@@ -32,6 +32,7 @@
 #include "app/gui/tray.h"
 #include "app/measure/measure_texts.h"
 #include "app/shell/action_state.h"
+#include "app/store/export.h"
 #include "measure/fakes.h"
 #include "measure/seed.h"
 
@@ -363,6 +364,14 @@ class GuiTest final : public QObject {
     QVERIFY2(settings.storeSummary()->text().startsWith(QStringLiteral("not saved to disk")),
              qPrintable(settings.storeSummary()->text()));
     QVERIFY(settings.inventory()->rowCount() == 12);
+    // What an export is and why it is JSON stand beside the action, in the store's own words.
+    QStringList shown;
+    for (auto* label : settings.findChildren<QLabel*>()) {
+      shown << label->text();
+    }
+    const auto texts = shown.join(QStringLiteral("\n"));
+    QVERIFY2(texts.contains(qs(store::kExportLocalOnly)), qPrintable(texts));
+    QVERIFY2(texts.contains(qs(store::kExportWhyJson)), qPrintable(texts));
     const auto target = harness.folder.filePath(QStringLiteral("out.json"));
     QSignalSpy finished(&settings, &gui::SettingsDialog::exportFinished);
     settings.exportTo(target);
