@@ -33,7 +33,10 @@ NotificationCentering* TovraNotifier::center() {
       lastErrorDetail_ = error.what();
     }
     if (!centerStorage_) {
-      availability_ = {Availability::Kind::unavailable, std::string(kNotInThisBuild)};
+      // A desktop without a notification service says so; only a build with no center at all is "not in
+      // this build".
+      availability_ = {Availability::Kind::unavailable,
+                       lastErrorDetail_ && makeCenter_ ? *lastErrorDetail_ : std::string(kNotInThisBuild)};
       changed();
     }
   }

@@ -154,6 +154,19 @@ TEST(TovraNotifier, WithoutACenterNotificationsAreUnavailable) {
   notifier.handle(haltedReport(), {});  // and nothing breaks
 }
 
+// A desktop whose notification service cannot be reached gives that as the reason, not a missing build.
+TEST(TovraNotifier, ACenterThatCannotBeMadeGivesItsOwnReason) {
+  testing::ManualQueue queue;
+  MemorySettings settings;
+  TovraNotifier notifier(queue, settings, []() -> std::unique_ptr<NotificationCentering> {
+    throw std::runtime_error("No session bus: not connected");
+  });
+  notifier.setEnabled(true);
+  EXPECT_EQ(notifier.availability(), (TovraNotifier::Availability{Kind::unavailable, "No session bus: not connected"}));
+  EXPECT_EQ(notifier.lastErrorDetail(), "No session bus: not connected");
+  notifier.handle(haltedReport(), {});
+}
+
 TEST(TovraNotifier, AvailabilityFollowsThePlatform) {
   NotifierRig rig;
   rig.make();
