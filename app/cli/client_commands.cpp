@@ -108,7 +108,10 @@ void runHints(Context& context, const HintsArgs& args) {
     throw asokit::Cancelled();
   }
   if (model.failure()) {
-    throw CommandError(model.waited() || model.refused() ? Exit::refused : Exit::failed, *model.failure());
+    if (model.refused()) {
+      throw CommandError::storeRefused(*model.failure());
+    }
+    throw CommandError(model.waited() ? Exit::refused : Exit::failed, *model.failure());
   }
   const auto& outcome = *model.outcome();
   nlohmann::json kept = nullptr;

@@ -40,8 +40,14 @@ void watchInterrupts(tovra::cli::Context& context) {
   }).detach();
 }
 
-int statusFor(const asokit::AsoError& error) {
-  return static_cast<int>(tovra::research::isRefusal(error) ? Exit::refused : Exit::failed);
+// The store's block is per address, so a refusal met by any command holds every later request of every
+// Tovra process, as a halted run does. Done here, once, so that no command can forget it.
+void holdAfterRefusal(tovra::cli::Context& context, std::ostream& err) {
+  try {
+    context.services().holdAfterRefusal();
+  } catch (const std::exception& e) {
+    err << e.what() << "\n";
+  }
 }
 
 }  // namespace
@@ -68,10 +74,17 @@ int main(int argc, char** argv) {
     if (*e.what()) {
       std::cerr << e.what() << "\n";
     }
+    if (e.isStoreRefusal()) {
+      holdAfterRefusal(context, std::cerr);
+    }
     return static_cast<int>(e.status());
   } catch (const asokit::AsoError& e) {
     std::cerr << e.description() << "\n";
-    return statusFor(e);
+    if (!tovra::research::isRefusal(e)) {
+      return static_cast<int>(Exit::failed);
+    }
+    holdAfterRefusal(context, std::cerr);
+    return static_cast<int>(Exit::refused);
   } catch (const asokit::Cancelled&) {
     return static_cast<int>(Exit::stoppedByUser);
   } catch (const std::exception& e) {

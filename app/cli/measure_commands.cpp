@@ -129,7 +129,10 @@ void runMeasure(Context& context) {
     printReport(context, *report);
   }
   if (report->ending == RunReport::Ending::halted) {
-    throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0)));
+    throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0), report->haltCause));
+  }
+  if (report->refused) {
+    throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
   }
   if (report->saveFailure) {
     throw CommandError(Exit::failed, measure::saveFailedText(*report));
