@@ -56,7 +56,13 @@ int main(int argc, char** argv) {
   tovra::cli::Context context(std::cout, std::cerr);
   CLI::App app{"Tovra measures where apps rank in App Store search.", "tovra"};
   app.set_version_flag("--version", std::string("tovra ") + TOVRA_VERSION);
-  app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)");
+  app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)")
+      ->check(CLI::Validator(
+          [](std::string& dir) -> std::string {
+            // An empty folder name would quietly mean the default store, not the one the user meant.
+            return dir.empty() ? "the folder name is empty: give a folder, or leave --data-dir out." : "";
+          },
+          "DIR"));
   app.add_flag("--json", context.json, "Machine-readable output on stdout");
   app.require_subcommand(1);
   app.fallthrough();

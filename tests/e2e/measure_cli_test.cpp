@@ -2,9 +2,12 @@
 // notification, the today queue and a keyword's history, a user's stop, a halt and the hold every Tovra
 // process keeps, one pacing for several processes, and a store that survives a run killed at any moment.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -214,6 +217,24 @@ TEST_F(HaltedRunTest, AHaltExitsThreeAndHoldsEveryTovraProcess) {
   const auto queue = json::parse(ok({"--json", "today"}).out);
   EXPECT_EQ(queue["halted"], true);
   EXPECT_EQ(queue["notMeasured"].size(), 5u);
+}
+
+// Another process's run is no refusal by the store: the command fails plainly (status 1), starts no hold,
+// and asks nothing.
+TEST_F(MeasureCliTest, ARunInAnotherProcessFailsWithoutAHold) {
+  track();
+  const auto before = h.requests().size();
+  std::filesystem::create_directories(h.stateDir());
+  const auto lockFile = (h.stateDir() / "measurement.lock").string();
+  const int fd = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::flock(fd, LOCK_EX), 0);
+  const auto r = h.run({"measure"});
+  ::close(fd);
+  EXPECT_EQ(r.exitCode, 1) << describe(r);
+  EXPECT_EQ(r.err, "A measurement is already running in another Tovra process.\n");
+  EXPECT_EQ(h.requests().size(), before);
+  EXPECT_EQ(ok({"measure"}).exitCode, 0);  // nothing holds once the other run is over
 }
 
 TEST_F(MeasureCliTest, TwoProcessesAskingAtOnceKeepOnePace) {
