@@ -211,6 +211,9 @@ BatchOutcome AsoClient::rank(const std::vector<RankQuery>& queries, int maxConse
       break;
     } catch (const std::exception& error) {
       const auto description = describe(error);
+      outcome.lastFailureCause = shortCause(error);
+      outcome.lastFailureRefused = isStoreRefusal(error);
+      outcome.refused = outcome.refused || outcome.lastFailureRefused;
       outcome.errors.push_back(run.country + "/" + run.keyword + ": " + description);
       for (const auto index : run.queryIndices) {
         slots[index] = RankStatus{RankStatus::Failed{description}};

@@ -43,4 +43,32 @@ std::string describe(const std::exception& error) {
   return error.what();
 }
 
+bool isStoreRefusal(const std::exception& error) {
+  const auto* aso = dynamic_cast<const AsoError*>(&error);
+  if (!aso) {
+    return false;
+  }
+  if (const auto* http = aso->as<AsoError::Http>()) {
+    return http->status == 403;
+  }
+  return aso->as<AsoError::CoolingDown>() != nullptr;
+}
+
+std::string shortCause(const std::exception& error) {
+  const auto* aso = dynamic_cast<const AsoError*>(&error);
+  if (!aso) {
+    return error.what();
+  }
+  if (const auto* http = aso->as<AsoError::Http>()) {
+    return fmt::format("HTTP {}", http->status);
+  }
+  if (aso->as<AsoError::ShapeChanged>()) {
+    return "an answer Tovra could not read";
+  }
+  if (const auto* storefront = aso->as<AsoError::UnknownStorefront>()) {
+    return "an unknown storefront '" + storefront->code + "'";
+  }
+  return aso->description();
+}
+
 }  // namespace asokit

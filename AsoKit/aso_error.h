@@ -78,5 +78,10 @@ class Cancelled final : public std::exception {
 
 // The text a batch line or a front end shows for any error the client lets through.
 std::string describe(const std::exception& error);
+// Whether the store refused the client: HTTP 403 after the retries, or the hold an earlier refusal began.
+bool isStoreRefusal(const std::exception& error);
+// A failure in a few words, for a sentence that names it: "HTTP 500", "an answer Tovra could not read",
+// or the transport's own message ("Could not connect to …").
+std::string shortCause(const std::exception& error);
 
 }  // namespace asokit

@@ -77,6 +77,13 @@ struct BatchOutcome {
   std::int64_t skipped = 0;
   bool stopped = false;
   std::int64_t requestCount = 0;
+  // Whether the store refused a request (HTTP 403 after the retries, or a hold met on the way): whoever
+  // ran the batch must hold every later request, whether or not the guard halted it.
+  bool refused = false;
+  // What the last failed request met, in a few words ("HTTP 500", the transport's message); whether that
+  // was a refusal. Empty when no request failed. A halt is told by its last failure.
+  std::string lastFailureCause;
+  bool lastFailureRefused = false;
   bool operator==(const BatchOutcome&) const = default;
 };
 

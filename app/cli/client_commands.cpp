@@ -57,6 +57,19 @@ void runSearch(Context& context, const SearchArgs& args) {
   table.print(out);
 }
 
+// Hint positions count from 1; a bad one is told in those words rather than as a range of doubles.
+CLI::Validator hintPosition() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        std::int64_t position = 0;
+        if (!CLI::detail::lexical_cast(text, position) || position < 1) {
+          return "“" + text + "” is not a hint's position: positions start at 1.";
+        }
+        return {};
+      },
+      "POSITION");
+}
+
 struct HintsArgs {
   std::string prefix;
   std::string country;
@@ -108,7 +121,10 @@ void runHints(Context& context, const HintsArgs& args) {
     throw asokit::Cancelled();
   }
   if (model.failure()) {
-    throw CommandError(model.waited() || model.refused() ? Exit::refused : Exit::failed, *model.failure());
+    if (model.refused()) {
+      throw CommandError::storeRefused(*model.failure());
+    }
+    throw CommandError(model.waited() ? Exit::refused : Exit::failed, *model.failure());
   }
   const auto& outcome = *model.outcome();
   nlohmann::json kept = nullptr;
@@ -176,7 +192,10 @@ struct LookupArgs {
 };
 
 void runLookup(Context& context, const LookupArgs& args) {
-  if (args.ids.empty() == args.bundleId.empty()) {
+  if (args.ids.empty() && args.bundleId.empty()) {
+    throw CommandError(Exit::usage, "Give the app ids to look up, or --bundle-id.");
+  }
+  if (!args.ids.empty() && !args.bundleId.empty()) {
     throw CommandError(Exit::usage, "Give app ids or --bundle-id, not both.");
   }
   for (const auto& id : args.ids) {
@@ -226,7 +245,7 @@ const bool registered = [] {
                                          "Keep a hint for a tracked app (its id) or in a research space (space:NAME)");
                      sub->add_option("--pick", args->pick, "The position of the hint to keep (default: the first)")
                          ->needs(keep)
-                         ->check(CLI::PositiveNumber);
+                         ->check(hintPosition());
                      sub->callback([args, &context] { runHints(context, *args); });
                    },
                    11});

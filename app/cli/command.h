@@ -20,10 +20,19 @@ enum class Exit : int { done = 0, failed = 1, usage = 2, refused = 3, stoppedByU
 class CommandError final : public std::runtime_error {
  public:
   CommandError(Exit status, const std::string& message) : std::runtime_error(message), status_(status) {}
+  // The store refused a request (HTTP 403 after the retries): the command exits as refused, and the
+  // entry starts the shared hold unless one already counts down.
+  static CommandError storeRefused(const std::string& message) {
+    CommandError error(Exit::refused, message);
+    error.storeRefused_ = true;
+    return error;
+  }
   Exit status() const { return status_; }
+  bool isStoreRefusal() const { return storeRefused_; }
 
  private:
   Exit status_;
+  bool storeRefused_ = false;
 };
 
 // Each command file registers its subcommands once at start-up; `setup` declares the options on the

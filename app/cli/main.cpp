@@ -40,8 +40,14 @@ void watchInterrupts(tovra::cli::Context& context) {
   }).detach();
 }
 
-int statusFor(const asokit::AsoError& error) {
-  return static_cast<int>(tovra::research::isRefusal(error) ? Exit::refused : Exit::failed);
+// The store's block is per address, so a refusal met by any command holds every later request of every
+// Tovra process, as a halted run does. Done here, once, so that no command can forget it.
+void holdAfterRefusal(tovra::cli::Context& context, std::ostream& err) {
+  try {
+    context.services().holdAfterRefusal();
+  } catch (const std::exception& e) {
+    err << e.what() << "\n";
+  }
 }
 
 }  // namespace
@@ -50,7 +56,13 @@ int main(int argc, char** argv) {
   tovra::cli::Context context(std::cout, std::cerr);
   CLI::App app{"Tovra measures where apps rank in App Store search.", "tovra"};
   app.set_version_flag("--version", std::string("tovra ") + TOVRA_VERSION);
-  app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)");
+  app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)")
+      ->check(CLI::Validator(
+          [](std::string& dir) -> std::string {
+            // An empty folder name would quietly mean the default store, not the one the user meant.
+            return dir.empty() ? "the folder name is empty: give a folder, or leave --data-dir out." : "";
+          },
+          "DIR"));
   app.add_flag("--json", context.json, "Machine-readable output on stdout");
   app.require_subcommand(1);
   app.fallthrough();
@@ -68,10 +80,17 @@ int main(int argc, char** argv) {
     if (*e.what()) {
       std::cerr << e.what() << "\n";
     }
+    if (e.isStoreRefusal()) {
+      holdAfterRefusal(context, std::cerr);
+    }
     return static_cast<int>(e.status());
   } catch (const asokit::AsoError& e) {
     std::cerr << e.description() << "\n";
-    return statusFor(e);
+    if (!tovra::research::isRefusal(e)) {
+      return static_cast<int>(Exit::failed);
+    }
+    holdAfterRefusal(context, std::cerr);
+    return static_cast<int>(Exit::refused);
   } catch (const asokit::Cancelled&) {
     return static_cast<int>(Exit::stoppedByUser);
   } catch (const std::exception& e) {

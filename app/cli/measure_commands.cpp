@@ -93,7 +93,8 @@ void runMeasure(Context& context) {
     case measure::MeasurementRunner::StartResult::coolingDown:
       throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
     case measure::MeasurementRunner::StartResult::runningElsewhere:
-      throw CommandError(Exit::refused, std::string(texts::kRunningElsewhere));
+      // Not the store's refusal: nothing holds, and the run can be tried again once the other one ends.
+      throw CommandError(Exit::failed, std::string(texts::kRunningElsewhere));
     case measure::MeasurementRunner::StartResult::nothingToMeasure:
       if (context.json) {
         printJson(context.out(), nullptr);
@@ -129,7 +130,10 @@ void runMeasure(Context& context) {
     printReport(context, *report);
   }
   if (report->ending == RunReport::Ending::halted) {
-    throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0)));
+    throw CommandError(Exit::refused, texts::cooldownLong(runner.cooldownSecondsLeft().value_or(0), report->haltCause));
+  }
+  if (report->refused) {
+    throw CommandError(Exit::refused, texts::cooldownShort(runner.cooldownSecondsLeft().value_or(0)));
   }
   if (report->saveFailure) {
     throw CommandError(Exit::failed, measure::saveFailedText(*report));

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 
 #include "AsoKit/aso_error.h"
 #include "AsoKit/json_codec.h"
@@ -97,7 +98,8 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
   }
   if (model.failure()) {
     const auto lines = model.statusLines();
-    throw CommandError(model.refused() ? Exit::refused : Exit::failed, fmt::format("{}", fmt::join(lines, "\n")));
+    const auto text = fmt::format("{}", fmt::join(lines, "\n"));
+    throw model.refused() ? CommandError::storeRefused(text) : CommandError(Exit::failed, text);
   }
 
   nlohmann::json tracked = nullptr;
@@ -241,11 +243,15 @@ void runCheck(Context& context, const CheckArgs& args) {
   auto& client = context.client();
   base::LoopQueue queue;
   std::optional<research::KeptTerm> kept;
+  // Set on the request's worker, read once the main-thread loop has brought the answer back.
+  std::atomic<bool> refused = false;
   research::KeywordCheckModel model(
       [&](const std::vector<asokit::RankQuery>& queries, std::stop_token cancel) {
-        return client.rank(
+        auto outcome = client.rank(
             queries, measure::MeasurementRunner::kMaxConsecutiveFailures, {}, [&] { return stop.stop_requested(); },
             cancel);
+        refused = outcome.refused;
+        return outcome;
       },
       [&] { return context.services().presence().running(); }, [&] { return client.cooldownSecondsLeft(); },
       [&](const research::KeywordCheckRequest& request) {
@@ -300,6 +306,10 @@ void runCheck(Context& context, const CheckArgs& args) {
   }
 
   using Model = research::KeywordCheckModel;
+  if (refused) {
+    context.services().holdAfterRefusal();
+    throw CommandError::storeRefused(research::cooldownShort(client.cooldownSecondsLeft().value_or(0)));
+  }
   if (std::holds_alternative<Model::Halted>(checked)) {
     throw CommandError(Exit::refused, "");
   }

@@ -137,7 +137,7 @@ void RunSheet::render() {
     std::string line;
     if (const auto seconds = runner.cooldownSecondsLeft(); seconds && *seconds > 0) {
       line = runner.report() && runner.report()->ending == measure::RunReport::Ending::halted
-                 ? texts::cooldownLong(*seconds)
+                 ? texts::cooldownLong(*seconds, runner.report()->haltCause)
                  : texts::cooldownShort(*seconds);
     }
     status_->setText(QString::fromStdString(line));

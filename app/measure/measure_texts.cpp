@@ -6,7 +6,11 @@
 
 namespace tovra::measure::texts {
 
-std::string cooldownLong(std::int64_t seconds) {
+std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>& haltCause) {
+  if (haltCause) {
+    return "The App Store did not answer (" + *haltCause + ") and the guard stopped the last run. Tovra waits " +
+           countdown(seconds) + " before asking again.";
+  }
   return "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits " +
          countdown(seconds) + " before asking again.";
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,8 +37,10 @@ using research::countdown;
 using research::notFound;
 
 // "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits 1:15
-// before asking again."
-std::string cooldownLong(std::int64_t seconds);
+// before asking again." Only refusals earn that sentence: a halt on other failures names the last of them,
+// "The App Store did not answer (HTTP 500) and the guard stopped the last run. Tovra waits 1:15 before
+// asking again."
+std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>& haltCause = std::nullopt);
 
 // "12 tracked keywords · 9 requests to Apple — a keyword watched by several apps is asked once"
 std::string planSummary(std::int64_t keywords, std::int64_t requests);

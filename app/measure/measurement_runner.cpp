@@ -161,13 +161,14 @@ void MeasurementRunner::finish(asokit::BatchOutcome outcome) {
     queries.push_back(entry.query);
   }
   reports_.notify(*report_, queries);
-  if (outcome.halted) {
+  // The store's block is per address, so a single refusal holds as a halt does.
+  if (outcome.halted || outcome.refused) {
     startCooldown();
   }
 }
 
 void MeasurementRunner::startCooldown() {
-  services_.client.hold(services_.wall.now() + kCooldown);
+  research::holdAfterRefusal(services_.client, services_.wall.now());
   refreshCooldown();
 }
 

@@ -5,6 +5,10 @@
 namespace tovra::measure {
 
 std::string notificationTitle(const RunReport& report) {
+  // Whatever the requests did, a run whose save failed left nothing behind, and says so first.
+  if (report.saveFailure) {
+    return "Measurement not saved";
+  }
   switch (report.ending) {
     case RunReport::Ending::halted:
       return "Measurement halted";
@@ -17,6 +21,9 @@ std::string notificationTitle(const RunReport& report) {
 }
 
 std::string notificationBody(const RunReport& report) {
+  if (report.saveFailure) {
+    return "Nothing of this run was saved · " + *report.saveFailure;
+  }
   std::string body = std::to_string(report.measured) + " of " + std::to_string(report.queryCount) + " measured";
   if (const auto missing = report.failed + report.skipped; missing >= 1) {
     body += " · " + std::to_string(missing) + " not measured";

@@ -89,6 +89,10 @@ RunReport buildReport(const ReportInput& input) {
   report.finishedAt = input.finishedAt;
   report.requestCount = outcome.requestCount;
   report.queryCount = static_cast<std::int64_t>(entries.size());
+  report.refused = outcome.refused;
+  if (outcome.halted && !outcome.lastFailureRefused && !outcome.lastFailureCause.empty()) {
+    report.haltCause = outcome.lastFailureCause;
+  }
 
   bool sourceTaken = false;
   for (std::size_t i = 0; i < entries.size() && i < outcome.results.size(); ++i) {

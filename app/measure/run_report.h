@@ -55,6 +55,11 @@ struct RunReport {
   bool isFirstMeasurement = false;
   std::vector<OutsideLine> outside;
   bool hadNoEarlierObservations = false;
+  // The store refused a request (HTTP 403 after the retries): every process holds for 900 s, halted or not.
+  bool refused = false;
+  // What stopped a halted run when it was not a refusal ("HTTP 500", "Could not connect to …"); none
+  // when refusals caused the halt, or the run did not halt.
+  std::optional<std::string> haltCause;
 
   bool operator==(const RunReport&) const = default;
 };

@@ -48,14 +48,11 @@ std::optional<std::string> RequestGate::hintsWaitReason() const {
 }
 
 bool isRefusal(const std::exception& error) {
+  if (asokit::isStoreRefusal(error)) {
+    return true;
+  }
   const auto* aso = dynamic_cast<const asokit::AsoError*>(&error);
-  if (!aso) {
-    return false;
-  }
-  if (const auto* http = aso->as<asokit::AsoError::Http>()) {
-    return http->status == 403;
-  }
-  return aso->as<asokit::AsoError::CoolingDown>() || aso->as<asokit::AsoError::HaltedAfterConsecutiveFailures>();
+  return aso && aso->as<asokit::AsoError::HaltedAfterConsecutiveFailures>();
 }
 
 void holdAfterRefusal(asokit::AsoClient& client, asokit::WallTime now) {

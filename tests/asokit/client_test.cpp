@@ -146,6 +146,26 @@ TEST_F(ClientTest, ThreeFailuresInARowHaltTheBatch) {
   EXPECT_TRUE(outcome.results[5].status.isSkipped());
 }
 
+// Whoever ran the batch must know whether the store refused it (every later request is then held) and
+// what the last failure was (a halt names it).
+TEST_F(ClientTest, TheBatchTellsARefusalAndItsLastFailure) {
+  transport.queue({"", 403});
+  transport.queue({"", 403});
+  transport.queue({"", 403});
+  transport.queue({searchAnswer({"1"}), 200});
+  transport.queue({"", 404});
+  const auto outcome = client.rank({{"1", "us", "a"}, {"1", "us", "b"}, {"1", "us", "c"}}, 3);
+  EXPECT_FALSE(outcome.halted);
+  EXPECT_TRUE(outcome.refused);  // the first request's, though later ones were no refusals
+  EXPECT_EQ(outcome.lastFailureCause, "HTTP 404");
+  EXPECT_FALSE(outcome.lastFailureRefused);
+
+  transport.queue({searchAnswer({"1"}), 200});
+  const auto clean = client.rank({{"1", "us", "d"}}, 3);
+  EXPECT_FALSE(clean.refused);
+  EXPECT_TRUE(clean.lastFailureCause.empty());
+}
+
 TEST_F(ClientTest, ASuccessBetweenFailuresResetsTheGuard) {
   transport.queue({"", 404});
   transport.queue({"", 404});

@@ -193,6 +193,18 @@ INSTANTIATE_TEST_SUITE_P(
                     "Give app ids or --bundle-id, not both.",
                     0},
         FailureCase{"NotAnId", {"lookup", "12x", "--country", "us"}, 2, "“12x” is not an app id", 0},
+        FailureCase{
+            "LookupWithoutIds", {"lookup", "--country", "us"}, 2, "Give the app ids to look up, or --bundle-id.\n", 0},
+        FailureCase{"PickZero",
+                    {"hints", "pho", "--country", "us", "--keep", "6443120871", "--pick", "0"},
+                    2,
+                    "--pick: “0” is not a hint's position: positions start at 1.\n",
+                    0},
+        FailureCase{"EmptyDataDir",
+                    {"--data-dir", "", "search", "photo editor", "--country", "us"},
+                    2,
+                    "--data-dir: the folder name is empty: give a folder, or leave --data-dir out.\n",
+                    0},
         FailureCase{"InvalidUtf8", {"search", "\xff\xfe", "--country", "us"}, 2, "The term is not valid UTF-8", 0}),
     [](const auto& info) { return std::string(info.param.name); });
 

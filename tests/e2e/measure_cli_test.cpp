@@ -2,9 +2,12 @@
 // notification, the today queue and a keyword's history, a user's stop, a halt and the hold every Tovra
 // process keeps, one pacing for several processes, and a store that survives a run killed at any moment.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -17,6 +20,7 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 using namespace std::chrono_literals;
@@ -195,8 +199,10 @@ TEST_F(HaltedRunTest, AHaltExitsThreeAndHoldsEveryTovraProcess) {
   EXPECT_EQ(r.exitCode, 3) << describe(r);
   EXPECT_EQ(searches().size() - before, 3u);
   EXPECT_THAT(r.out, HasSubstr("\nMeasurement halted\n0 of 5 measured · 5 not measured · Apple paused requests"));
-  EXPECT_THAT(r.err, HasSubstr("Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; "
+  // Not a refusal: the sentence names what really failed, and the hold is the same.
+  EXPECT_THAT(r.err, HasSubstr("The App Store did not answer (HTTP 404) and the guard stopped the last run. "
                                "Tovra waits 15:00 before asking again."));
+  EXPECT_THAT(r.err, Not(HasSubstr("403")));
 
   const auto again = h.run({"measure"});
   EXPECT_EQ(again.exitCode, 3) << describe(again);
@@ -211,6 +217,24 @@ TEST_F(HaltedRunTest, AHaltExitsThreeAndHoldsEveryTovraProcess) {
   const auto queue = json::parse(ok({"--json", "today"}).out);
   EXPECT_EQ(queue["halted"], true);
   EXPECT_EQ(queue["notMeasured"].size(), 5u);
+}
+
+// Another process's run is no refusal by the store: the command fails plainly (status 1), starts no hold,
+// and asks nothing.
+TEST_F(MeasureCliTest, ARunInAnotherProcessFailsWithoutAHold) {
+  track();
+  const auto before = h.requests().size();
+  std::filesystem::create_directories(h.stateDir());
+  const auto lockFile = (h.stateDir() / "measurement.lock").string();
+  const int fd = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::flock(fd, LOCK_EX), 0);
+  const auto r = h.run({"measure"});
+  ::close(fd);
+  EXPECT_EQ(r.exitCode, 1) << describe(r);
+  EXPECT_EQ(r.err, "A measurement is already running in another Tovra process.\n");
+  EXPECT_EQ(h.requests().size(), before);
+  EXPECT_EQ(ok({"measure"}).exitCode, 0);  // nothing holds once the other run is over
 }
 
 TEST_F(MeasureCliTest, TwoProcessesAskingAtOnceKeepOnePace) {

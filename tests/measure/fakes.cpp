@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "AsoKit/aso_error.h"
+
 namespace tovra::measure::testing {
 namespace {
 
@@ -48,6 +50,11 @@ void ScriptedStore::failEverythingWith(std::int64_t status) {
   failStatus_ = status;
 }
 
+void ScriptedStore::failEverythingBelowHttp(std::string message) {
+  std::lock_guard lock(mutex_);
+  transportFailure_ = std::move(message);
+}
+
 asokit::HttpResponse ScriptedStore::fetch(const std::string& url, const asokit::Headers& headers, std::stop_token) {
   int number = 0;
   {
@@ -60,6 +67,9 @@ asokit::HttpResponse ScriptedStore::fetch(const std::string& url, const asokit::
     beforeAnswer(number);
   }
   std::lock_guard lock(mutex_);
+  if (!transportFailure_.empty()) {
+    throw asokit::TransportError(transportFailure_);
+  }
   if (failStatus_ != 0) {
     return {"", failStatus_};
   }

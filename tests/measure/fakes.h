@@ -36,6 +36,8 @@ class ScriptedStore final : public asokit::HTTPTransport {
   void answer(const std::string& term, std::vector<std::string> ids);
   // Every request for any term fails with this status from now on (a 403 storm).
   void failEverythingWith(std::int64_t status);
+  // Every request fails below HTTP with these words from now on (no connection, a timeout).
+  void failEverythingBelowHttp(std::string message);
   std::function<void(int request)> beforeAnswer;
 
   asokit::HttpResponse fetch(const std::string& url, const asokit::Headers& headers, std::stop_token stop) override;
@@ -46,6 +48,7 @@ class ScriptedStore final : public asokit::HTTPTransport {
   mutable std::mutex mutex_;
   std::map<std::string, std::vector<std::string>> answers_;
   std::int64_t failStatus_ = 0;
+  std::string transportFailure_;
   std::vector<Request> requests_;
 };
 

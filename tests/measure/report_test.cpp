@@ -167,6 +167,7 @@ TEST(RunNotification, TitleAndBody) {
     std::int64_t measured, queries, failed, skipped;
     std::string title;
     std::string body;
+    std::optional<std::string> saveFailure{};
   };
   for (const auto& c :
        std::vector<Case>{{"all measured", RunReport::Ending::finished, 5, 5, 0, 0, "Measurement finished",
@@ -178,7 +179,12 @@ TEST(RunNotification, TitleAndBody) {
                          {"stopped", RunReport::Ending::stopped, 1, 4, 0, 3, "Measurement stopped",
                           "1 of 4 measured · 3 not measured · source: appstore"},
                          {"one not measured has no plural form", RunReport::Ending::finished, 1, 2, 1, 0,
-                          "Measurement finished", "1 of 2 measured · 1 not measured · source: appstore"}}) {
+                          "Measurement finished", "1 of 2 measured · 1 not measured · source: appstore"},
+                         // Every request answered, but nothing of it reached the store.
+                         {"save failed", RunReport::Ending::finished, 5, 5, 0, 0, "Measurement not saved",
+                          "Nothing of this run was saved · database or disk is full", "database or disk is full"},
+                         {"halted and not saved", RunReport::Ending::halted, 2, 5, 3, 0, "Measurement not saved",
+                          "Nothing of this run was saved · disk I/O error", "disk I/O error"}}) {
     RunReport report;
     report.ending = c.ending;
     report.measured = c.measured;
@@ -186,6 +192,7 @@ TEST(RunNotification, TitleAndBody) {
     report.failed = c.failed;
     report.skipped = c.skipped;
     report.source = "appstore";
+    report.saveFailure = c.saveFailure;
     EXPECT_EQ(notificationTitle(report), c.title) << c.name;
     EXPECT_EQ(notificationBody(report), c.body) << c.name;
   }

@@ -162,6 +162,82 @@ TEST(MeasurementRunner, AStormOfRefusalsHaltsAfterThreeRequestsAndHoldsFor900Sec
   EXPECT_EQ(rig.store->runs().count(), 1);
 }
 
+// The hold is the same whatever halted the run, but its long form names what really failed: the store's
+// refusal only when the failures were 403s.
+struct HaltCase {
+  std::string name;
+  std::int64_t status;    // every request answers this, or
+  std::string belowHttp;  // every request fails with these words before any status
+  std::optional<std::string> cause;
+  std::string longForm;
+};
+
+class RunnerHalt : public ::testing::TestWithParam<HaltCase> {};
+
+TEST_P(RunnerHalt, NamesTheLastFailure) {
+  const auto& c = GetParam();
+  Rig rig;
+  const auto app = rig.seed.app("100");
+  for (const auto* keyword : {"one", "two", "three", "four"}) {
+    rig.seed.keyword(app, keyword, "us");
+  }
+  if (c.belowHttp.empty()) {
+    rig.transport.failEverythingWith(c.status);
+  } else {
+    rig.transport.failEverythingBelowHttp(c.belowHttp);
+  }
+  ASSERT_EQ(rig.measure(), Start::started);
+  const auto& report = rig.reports.at(0);
+  EXPECT_EQ(report.ending, RunReport::Ending::halted);
+  EXPECT_EQ(report.haltCause, c.cause);
+  EXPECT_EQ(report.refused, !c.cause.has_value());
+  ASSERT_EQ(rig.runner->cooldownSecondsLeft(), 900);
+  EXPECT_EQ(texts::cooldownLong(900, report.haltCause), c.longForm);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failures, RunnerHalt,
+    ::testing::Values(
+        HaltCase{"Refusals", 403, "", std::nullopt,
+                 "Apple returned HTTP 403 and the guard stopped the last run. The block is per-IP; Tovra waits 15:00 "
+                 "before asking again."},
+        HaltCase{"ServerErrors", 500, "", "HTTP 500",
+                 "The App Store did not answer (HTTP 500) and the guard stopped the last run. Tovra waits 15:00 before "
+                 "asking again."},
+        HaltCase{"NotFound", 404, "", "HTTP 404",
+                 "The App Store did not answer (HTTP 404) and the guard stopped the last run. Tovra waits 15:00 before "
+                 "asking again."},
+        HaltCase{"ConnectionRefused", 0, "Could not connect to 127.0.0.1:443: Connection refused",
+                 "Could not connect to 127.0.0.1:443: Connection refused",
+                 "The App Store did not answer (Could not connect to 127.0.0.1:443: Connection refused) and the guard "
+                 "stopped the last run. Tovra waits 15:00 before asking again."}),
+    [](const auto& info) { return info.param.name; });
+
+// The store's block is per address: one refused request holds every later one, though three in a row are
+// needed to halt the run.
+TEST(MeasurementRunner, ASingleRefusalHoldsWithoutAHalt) {
+  Rig rig;
+  const auto app = rig.seed.app("100");
+  rig.seed.keyword(app, "one", "us");
+  rig.transport.failEverythingWith(403);
+  ASSERT_EQ(rig.measure(), Start::started);
+  const auto& report = rig.reports.at(0);
+  EXPECT_EQ(report.ending, RunReport::Ending::finished);
+  EXPECT_TRUE(report.refused);
+  EXPECT_EQ(rig.runner->cooldownSecondsLeft(), 900);
+  EXPECT_EQ(rig.client.cooldownSecondsLeft(), 900);
+}
+
+TEST(MeasurementRunner, AFailureThatIsNoRefusalStartsNoHold) {
+  Rig rig;
+  const auto app = rig.seed.app("100");
+  rig.seed.keyword(app, "one", "us");
+  rig.transport.failEverythingWith(500);
+  ASSERT_EQ(rig.measure(), Start::started);
+  EXPECT_FALSE(rig.reports.at(0).refused);
+  EXPECT_EQ(rig.runner->cooldownSecondsLeft(), std::nullopt);
+}
+
 TEST(MeasurementRunner, TheCountdownTicksDownAndEnds) {
   Rig rig;
   const auto app = rig.seed.app("100");
