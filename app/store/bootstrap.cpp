@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <system_error>
 
 #include "AsoKit/text.h"
 #include "app/store/schema.h"
@@ -33,6 +34,27 @@ std::string describe(const std::exception& error) {
     return storeError->description();
   }
   return error.what();
+}
+
+// Only a failure about the file's contents justifies moving it aside. Anything else, an error that is
+// no StoreError included, may pass once the disk, the permissions or the other program change, and the
+// store must then still be where the user left it.
+bool contentsAreUnreadable(const std::exception& error) {
+  const auto* storeError = dynamic_cast<const StoreError*>(&error);
+  return storeError && storeError->concernsTheContents();
+}
+
+bool isBusy(const std::exception& error) {
+  const auto* storeError = dynamic_cast<const StoreError*>(&error);
+  return storeError && storeError->kind() == StoreError::Kind::busy;
+}
+
+// A store file of no bytes with no log beside it holds nothing to keep: SQLite leaves one behind when it
+// could not write a new store's first page, and copying it at every launch would only add empty folders.
+bool holdsNothing(FileOperations& files, const fs::path& store) {
+  std::error_code error;
+  const auto size = fs::file_size(store, error);
+  return !error && size == 0 && !files.exists(fs::path(store.string() + "-wal"));
 }
 
 }  // namespace
@@ -67,7 +89,7 @@ StoreOpenResult StoreBootstrap::open() const {
   const auto storedVersion = SchemaVersion::parse(stored);
   const std::string stamp = localTime_.stamp(now_.now());
 
-  if (storeExists && storedVersion != CurrentSchema::version) {
+  if (storeExists && storedVersion != CurrentSchema::version && !holdsNothing(fileManager_, store)) {
     const std::string label = "-v" + (stored.empty() ? std::string("unversioned") : labelFrom(stored));
     result.backup = setAside(Mode::copy, stamp + label);
   }
@@ -78,6 +100,14 @@ StoreOpenResult StoreBootstrap::open() const {
     writeMarker();
     return result;
   } catch (const std::exception& error) {
+    if (isBusy(error)) {
+      result.notice = StoreOpenNotice{StoreOpenNotice::InUse{store}};
+      return result;
+    }
+    if (!contentsAreUnreadable(error)) {
+      result.notice = StoreOpenNotice{StoreOpenNotice::Unavailable{describe(error), store}};
+      return result;
+    }
     firstError = describe(error);
   }
 

@@ -30,10 +30,26 @@ struct StoreOpenNotice {
     bool operator==(const Failed&) const = default;
   };
 
-  std::variant<Recovered, Failed> value;
+  // Another program holds the store locked. Nothing was moved or changed; opening it again once the other
+  // program lets go will work, so a front end may offer to try again.
+  struct InUse {
+    std::filesystem::path store;
+    bool operator==(const InUse&) const = default;
+  };
+  // The store could not be reached: the disk is full or failed, or the system does not allow Tovra to
+  // read or write it. Nothing was moved or changed; `detail` says what the system reported.
+  struct Unavailable {
+    std::string detail;
+    std::filesystem::path store;
+    bool operator==(const Unavailable&) const = default;
+  };
+
+  std::variant<Recovered, Failed, InUse, Unavailable> value;
 
   const Recovered* recovered() const { return std::get_if<Recovered>(&value); }
   const Failed* failed() const { return std::get_if<Failed>(&value); }
+  const InUse* inUse() const { return std::get_if<InUse>(&value); }
+  const Unavailable* unavailable() const { return std::get_if<Unavailable>(&value); }
   bool operator==(const StoreOpenNotice&) const = default;
 };
 
@@ -49,7 +65,9 @@ using ContainerFactory = std::function<std::unique_ptr<Store>(const std::filesys
 
 // Opens the store at launch, or starts an empty one without losing the old data, or says plainly why it
 // cannot. Nothing is ever deleted: a store written by another schema version is copied aside before it
-// is opened, and one that cannot be opened is moved aside into a dated folder under "Backups".
+// is opened, and one that cannot be read as a Tovra store is moved aside into a dated folder under
+// "Backups". A store that is locked by another program, on a full or failing disk, or out of Tovra's
+// permissions is left exactly where it is, and the notice says which.
 class StoreBootstrap final {
  public:
   static constexpr std::string_view storeFileName = "default.store";

@@ -14,6 +14,25 @@ StoreLaunchAlert StoreLaunchAlert::from(const StoreOpenNotice& notice) {
     alert.endsApplication = false;
     return alert;
   }
+  if (const auto* inUse = notice.inUse()) {
+    alert.style = Style::warning;
+    alert.messageText = "Tovra's store is in use by another program.";
+    alert.informativeText = "Another program holds the store " + inUse->store.string() +
+                            " locked, so Tovra cannot open it now. Nothing was moved or changed: close the other "
+                            "program or wait for it to finish, then try again.";
+    alert.buttons = {std::string(quitButton)};
+    alert.endsApplication = true;
+    return alert;
+  }
+  if (const auto* unavailable = notice.unavailable()) {
+    alert.style = Style::critical;
+    alert.messageText = "Tovra cannot reach its data.";
+    alert.informativeText = "Tovra could not open its store " + unavailable->store.string() +
+                            ", so it has to quit. Nothing was moved or changed.\n\n" + unavailable->detail;
+    alert.buttons = {std::string(quitButton)};
+    alert.endsApplication = true;
+    return alert;
+  }
   const auto& failed = *notice.failed();
   alert.style = Style::critical;
   alert.messageText = "Tovra cannot start.";

@@ -25,7 +25,8 @@ struct StoreLaunchAlert {
   // In order; the folder button is offered only when a folder is known, and reveals `folder`.
   std::vector<std::string> buttons;
   std::optional<std::filesystem::path> folder;
-  // A failed store ends the application once the alert closes; a recovered one goes on.
+  // A failed, unreachable or locked store ends the application once the alert closes; a recovered one
+  // goes on.
   bool endsApplication = false;
 
   static StoreLaunchAlert from(const StoreOpenNotice& notice);

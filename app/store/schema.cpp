@@ -305,7 +305,7 @@ void runStage(Store& store, const Step& step) {
       step.migrate(database);
       SQLite::Statement broken(database, "SELECT count(*) FROM pragma_foreign_key_check");
       if (!broken.executeStep() || broken.getColumn(0).getInt() != 0) {
-        throw StoreError(StoreError::Kind::cannotOpen, "The store's records do not fit together after its upgrade.");
+        throw StoreError(StoreError::Kind::damaged, "The store's records do not fit together after its upgrade.");
       }
       database.exec("PRAGMA user_version = " + std::to_string(userVersionOf(step.stage.to)));
     }

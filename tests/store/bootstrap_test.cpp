@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <ostream>
 
 #include "app/store/launch_alert.h"
 #include "app/store/store_error.h"
@@ -174,7 +176,7 @@ TEST_F(BootstrapTest, AFailedMoveStillNamesTheFolderThatWasMade) {
     int attempts = 0;
     auto result = open([&](const fs::path& file) -> std::unique_ptr<Store> {
       if (++attempts == 1) {
-        throw StoreError(StoreError::Kind::io, "a passing reason.");
+        throw StoreError(StoreError::Kind::damaged, "a passing reason.");
       }
       return Store::open(file);
     });
@@ -185,8 +187,8 @@ TEST_F(BootstrapTest, AFailedMoveStillNamesTheFolderThatWasMade) {
     EXPECT_TRUE(fs::exists(storeFile)) << "nothing was moved";
   }
   {
-    auto result =
-        open([&](const fs::path&) -> std::unique_ptr<Store> { throw StoreError(StoreError::Kind::io, "no reason."); });
+    auto result = open(
+        [&](const fs::path&) -> std::unique_ptr<Store> { throw StoreError(StoreError::Kind::damaged, "no reason."); });
     EXPECT_FALSE(result.container);
     ASSERT_TRUE(result.notice && result.notice->failed());
     EXPECT_EQ(result.notice->failed()->folder, backups / "Recovered-20250114-093012-2");
@@ -307,7 +309,11 @@ TEST_F(BootstrapTest, WhenBothAttemptsFailTheNoticeCarriesBothReasonsAndTheFolde
   int attempts = 0;
   auto result = open([&](const fs::path&) -> std::unique_ptr<Store> {
     ++attempts;
-    throw StoreError(StoreError::Kind::io, attempts == 1 ? "first reason." : "second reason.");
+    // Only an unreadable store is moved aside; the new one may then fail for any reason, a full disk too.
+    if (attempts == 1) {
+      throw StoreError(StoreError::Kind::notATovraStore, "first reason.");
+    }
+    throw StoreError(StoreError::Kind::diskFull, "second reason.");
   });
 
   EXPECT_EQ(attempts, 2);
@@ -347,6 +353,105 @@ TEST_F(BootstrapTest, AFolderThatCannotBeMadeFailsWithoutAFolderButton) {
   EXPECT_EQ(alert.buttons, std::vector<std::string>{"Quit"});
   EXPECT_EQ(alert.informativeText, "Tovra could not create a place to keep its data, so it has to quit.\n\n" +
                                        result.notice->failed()->detail);
+}
+
+struct UntouchedCase {
+  std::string name;
+  std::function<void()> fail;
+  bool inUse;
+};
+
+void PrintTo(const UntouchedCase& c, std::ostream* out) {
+  *out << c.name;
+}
+
+class BootstrapUntouchedTest : public BootstrapTest, public ::testing::WithParamInterface<UntouchedCase> {};
+
+// A lock held by another program, a full or failing disk, a permission the system refuses: none says
+// anything about the store's contents, so the store stays where it is, whole, and nothing new is made.
+TEST_P(BootstrapUntouchedTest, AStoreThatCannotBeReachedIsLeftInPlaceAndReportedAsWhatItIs) {
+  makeStore("2.0.0");
+  const std::string original = bytesOf(storeFile);
+  int attempts = 0;
+  std::string detail;
+  auto result = open([&](const fs::path&) -> std::unique_ptr<Store> {
+    ++attempts;
+    try {
+      GetParam().fail();
+    } catch (const std::exception& error) {
+      detail = error.what();
+      throw;
+    }
+    return nullptr;
+  });
+
+  EXPECT_EQ(attempts, 1) << "no second store may be made in its place";
+  EXPECT_FALSE(result.container);
+  ASSERT_TRUE(result.notice);
+  if (GetParam().inUse) {
+    ASSERT_TRUE(result.notice->inUse());
+    EXPECT_EQ(result.notice->inUse()->store, storeFile);
+  } else {
+    ASSERT_TRUE(result.notice->unavailable());
+    EXPECT_EQ(result.notice->unavailable()->detail, detail);
+    EXPECT_EQ(result.notice->unavailable()->store, storeFile);
+  }
+  EXPECT_EQ(bytesOf(storeFile), original);
+  EXPECT_FALSE(fs::exists(backups));
+  EXPECT_EQ(bytesOf(marker), "2.0.0");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failures, BootstrapUntouchedTest,
+    ::testing::Values(
+        UntouchedCase{
+            "Busy", [] { throw StoreError(StoreError::Kind::busy, "The store is in use by another program."); }, true},
+        UntouchedCase{"DiskFull", [] { throw StoreError(StoreError::Kind::diskFull, "The disk is full."); }, false},
+        UntouchedCase{"Io", [] { throw StoreError(StoreError::Kind::io, "disk I/O error."); }, false},
+        UntouchedCase{"Forbidden", [] { throw StoreError(StoreError::Kind::forbidden, "Permission denied."); }, false},
+        UntouchedCase{"ReadOnly", [] { throw StoreError(StoreError::Kind::readOnly, "Read-only file system."); },
+                      false},
+        UntouchedCase{"CannotOpen", [] { throw StoreError(StoreError::Kind::cannotOpen, "unable to open."); }, false},
+        // An error that names no kind says nothing about the contents either.
+        UntouchedCase{"Unclassified", [] { throw std::runtime_error("out of memory"); }, false}),
+    [](const ::testing::TestParamInfo<UntouchedCase>& info) { return info.param.name; });
+
+TEST_F(BootstrapTest, TheAlertsForAStoreLeftInPlaceSayNothingWasMoved) {
+  const auto inUse = StoreLaunchAlert::from({StoreOpenNotice::InUse{"/data/default.store"}});
+  EXPECT_EQ(inUse.style, StoreLaunchAlert::Style::warning);
+  EXPECT_EQ(inUse.messageText, "Tovra's store is in use by another program.");
+  EXPECT_EQ(inUse.informativeText,
+            "Another program holds the store /data/default.store locked, so Tovra cannot open it now. Nothing was "
+            "moved or changed: close the other program or wait for it to finish, then try again.");
+  EXPECT_EQ(inUse.buttons, std::vector<std::string>{"Quit"});
+  EXPECT_FALSE(inUse.folder);
+  EXPECT_TRUE(inUse.endsApplication);
+
+  const auto unavailable = StoreLaunchAlert::from({StoreOpenNotice::Unavailable{
+      "The disk is full while opening the store; nothing was changed.", "/data/default.store"}});
+  EXPECT_EQ(unavailable.style, StoreLaunchAlert::Style::critical);
+  EXPECT_EQ(unavailable.messageText, "Tovra cannot reach its data.");
+  EXPECT_EQ(unavailable.informativeText,
+            "Tovra could not open its store /data/default.store, so it has to quit. Nothing was moved or changed."
+            "\n\nThe disk is full while opening the store; nothing was changed.");
+  EXPECT_EQ(unavailable.buttons, std::vector<std::string>{"Quit"});
+  EXPECT_FALSE(unavailable.folder);
+  EXPECT_TRUE(unavailable.endsApplication);
+}
+
+// SQLite leaves a file of no bytes behind when it could not write a new store's first page (a full disk).
+// It holds nothing, so it is neither copied nor moved: it simply becomes the new store.
+TEST_F(BootstrapTest, AnEmptyStoreFileLeftBehindIsNeitherCopiedNorMovedAside) {
+  fs::create_directories(dir);
+  writeBytes(storeFile, "");
+
+  auto result = open();
+
+  ASSERT_TRUE(result.container);
+  EXPECT_FALSE(result.notice);
+  EXPECT_FALSE(result.backup);
+  EXPECT_FALSE(fs::exists(backups));
+  EXPECT_EQ(bytesOf(marker), "2.0.0");
 }
 
 TEST_F(BootstrapTest, TheInMemoryFallbackKeepsNoFiles) {
