@@ -15,6 +15,7 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 
@@ -39,10 +40,6 @@ json scenario() {
             {{"path", "search"}, {"term", "odd"}, {"reshape", "no-bubbles"}},
             {{"path", "hints"}, {"term", "json"}, {"reshape", "not-plist"}},
             {{"path", "search"}, {"term", "slow"}, {"delayMs", 20000}}}}};
-}
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
 }
 
 class ClientCliTest : public ::testing::Test {

@@ -222,4 +222,15 @@ std::vector<LoggedRequest> Harness::requests(std::string_view endpoint) const {
   return matching;
 }
 
+std::string describe(const RunResult& r) {
+  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
+}
+
+std::string readAll(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
 }  // namespace tovra::e2e

@@ -103,4 +103,9 @@ class Harness final {
   std::string caFile_;
 };
 
+// A finished command as a failing assertion shows it: its exit status, then both streams.
+std::string describe(const RunResult& r);
+// A file's bytes, or nothing when it cannot be read.
+std::string readAll(const std::filesystem::path& path);
+
 }  // namespace tovra::e2e

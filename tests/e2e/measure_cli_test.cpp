@@ -21,6 +21,7 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 using namespace std::chrono_literals;
@@ -39,10 +40,6 @@ json scenario(json faults = json::array()) {
               {"selfie", {"997"}}}},
             {"gb", {{"photo editor", {kLab}}}}}},
           {"faults", faults}};
-}
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
 }
 
 class MeasureCliTest : public ::testing::Test {

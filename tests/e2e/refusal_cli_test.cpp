@@ -11,6 +11,7 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 
@@ -26,10 +27,6 @@ json scenario() {
             {{"path", "hints"}, {"status", 403}},
             {{"path", "lookup"}, {"term", "1584637209"}, {"status", 403}},
             {{"path", "lookup"}, {"term", "com.tiles.collage"}, {"status", 403}}}}};
-}
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
 }
 
 struct RefusalCase {

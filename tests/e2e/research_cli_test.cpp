@@ -17,6 +17,7 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 
@@ -51,10 +52,6 @@ json scenario() {
   }
   return {
       {"apps", apps}, {"search", {{"us", {{kKeyword, ids}, {"nothing", json::array()}}}}}, {"hints", {{"us", hints}}}};
-}
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
 }
 
 class ResearchCliTest : public ::testing::Test {

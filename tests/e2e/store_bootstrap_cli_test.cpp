@@ -22,21 +22,12 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::Process;
+using tovra::e2e::readAll;
 using tovra::e2e::RunResult;
 namespace fs = std::filesystem;
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
-}
-
-std::string readAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 std::optional<std::string> onPath(const std::string& program) {
   const char* path = std::getenv("PATH");

@@ -13,20 +13,11 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
+using tovra::e2e::readAll;
 using tovra::e2e::RunResult;
 namespace fs = std::filesystem;
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
-}
-
-std::string readAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 class StoreCliTest : public ::testing::Test {
  protected:

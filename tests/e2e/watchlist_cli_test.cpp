@@ -10,6 +10,7 @@ namespace {
 
 using nlohmann::json;
 using ::testing::HasSubstr;
+using tovra::e2e::describe;
 using tovra::e2e::Harness;
 using tovra::e2e::RunResult;
 
@@ -27,10 +28,6 @@ json scenario() {
              {{"photo lab", {"1000000001", "1000000002"}},
               {"photo", {"1000000002", "1000000001", "1000000003"}},
               {"snapper", {"1000000003"}}}}}}};
-}
-
-std::string describe(const RunResult& r) {
-  return "exit " + std::to_string(r.exitCode) + "\nstdout:\n" + r.out + "\nstderr:\n" + r.err;
 }
 
 class WatchlistCliTest : public ::testing::Test {
