@@ -187,6 +187,26 @@ class StoreBootstrapFullDiskTest : public StoreBootstrapCliTest {
     while (filler.write(block.data(), static_cast<std::streamsize>(block.size()))) {
     }
   }
+
+  // However often a command is tried on the full disk, it says so, and nothing is moved aside.
+  void expectEveryTryReportsAFullDisk() const {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+      const auto r = run({"app", "list"});
+      EXPECT_EQ(r.exitCode, 1) << describe(r);
+      EXPECT_THAT(r.err, HasSubstr("The disk is full")) << describe(r);
+      EXPECT_THAT(r.err, Not(HasSubstr("Recovered-")));
+    }
+    EXPECT_FALSE(fs::exists(dataDir / "Backups"));
+  }
+
+  // Once there is room again, the next command works on the store as it stands.
+  void expectTheStoreOpensOnceFreed() const {
+    fs::remove(disk / "filler");
+    const auto freed = run({"app", "list"});
+    EXPECT_EQ(freed.exitCode, 0) << describe(freed);
+    EXPECT_TRUE(freed.err.empty()) << describe(freed);
+    EXPECT_FALSE(fs::exists(dataDir / "Backups"));
+  }
 };
 
 TEST_F(StoreBootstrapFullDiskTest, AHealthyStoreOnAFullDiskIsReportedAsAFullDiskAndNeverMoved) {
@@ -195,40 +215,17 @@ TEST_F(StoreBootstrapFullDiskTest, AHealthyStoreOnAFullDiskIsReportedAsAFullDisk
   fill();
   const std::string before = readAll(dataDir / "default.store");
 
-  // Every later command says the same and moves nothing, however often it is tried.
-  for (int attempt = 0; attempt < 3; ++attempt) {
-    const auto r = run({"app", "list"});
-    EXPECT_EQ(r.exitCode, 1) << describe(r);
-    EXPECT_THAT(r.err, HasSubstr("The disk is full")) << describe(r);
-    EXPECT_THAT(r.err, Not(HasSubstr("Recovered-")));
-  }
+  expectEveryTryReportsAFullDisk();
   EXPECT_EQ(readAll(dataDir / "default.store"), before);
-  EXPECT_FALSE(fs::exists(dataDir / "Backups"));
-
-  fs::remove(disk / "filler");
-  const auto freed = run({"app", "list"});
-  EXPECT_EQ(freed.exitCode, 0) << describe(freed);
-  EXPECT_TRUE(freed.err.empty()) << describe(freed);
-  EXPECT_FALSE(fs::exists(dataDir / "Backups"));
+  expectTheStoreOpensOnceFreed();
 }
 
 TEST_F(StoreBootstrapFullDiskTest, AStoreThatCouldNotBeCreatedOnAFullDiskIsNeverMovedAsideLater) {
   fs::create_directories(dataDir);
   fill();
-
-  for (int attempt = 0; attempt < 3; ++attempt) {
-    const auto r = run({"app", "list"});
-    EXPECT_EQ(r.exitCode, 1) << describe(r);
-    EXPECT_THAT(r.err, HasSubstr("The disk is full")) << describe(r);
-  }
-  EXPECT_FALSE(fs::exists(dataDir / "Backups"));
-
+  expectEveryTryReportsAFullDisk();
   // Whatever the failed attempts left behind becomes the new store once there is room.
-  fs::remove(disk / "filler");
-  const auto freed = run({"app", "list"});
-  EXPECT_EQ(freed.exitCode, 0) << describe(freed);
-  EXPECT_TRUE(freed.err.empty()) << describe(freed);
-  EXPECT_FALSE(fs::exists(dataDir / "Backups"));
+  expectTheStoreOpensOnceFreed();
 }
 
 // The line runs both ways: a database of another program is still moved aside, whole, and the command
