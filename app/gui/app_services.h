@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/base/observable.h"
+#include "app/gui/app_icons.h"
 #include "app/gui/qt_main_queue.h"
 #include "app/gui/qt_settings.h"
 #include "app/measure/measurement_runner.h"
@@ -57,6 +58,8 @@ class AppServices final {
   const base::ZonedCalendar& calendar() const { return core_->calendar(); }
   asokit::WallClock& wall() { return core_->wall(); }
   RunnerSignals& runnerSignals() { return signals_; }
+  // The apps' icons, shared by every view.
+  AppIcons& icons() { return icons_; }
   // Whether a run holds the store in any Tovra process of the user (this one included).
   bool runningElsewhere() const { return core_->presence().running(); }
 
@@ -68,6 +71,7 @@ class AppServices final {
   std::optional<store::StoreOpenNotice> notice_;
   std::unique_ptr<QtSettingsStore> settings_;
   RunnerSignals signals_;
+  AppIcons icons_;
   std::unique_ptr<measure::MeasurementRunner> runner_;
   std::unique_ptr<measure::TovraNotifier> notifier_;
   std::vector<base::Subscription> subscriptions_;

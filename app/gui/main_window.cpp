@@ -18,13 +18,18 @@
 
 #include "app/gui/action_menus.h"
 #include "app/gui/app_services.h"
+#include "app/gui/apps_view.h"
+#include "app/gui/archive_view.h"
 #include "app/gui/command_palette_widget.h"
+#include "app/gui/discover_view.h"
+#include "app/gui/gui_text.h"
 #include "app/gui/icons.h"
-#include "app/gui/pages.h"
 #include "app/gui/qt_settings.h"
 #include "app/gui/run_sheet.h"
 #include "app/gui/settings_dialog.h"
+#include "app/gui/today_view.h"
 #include "app/gui/tray.h"
+#include "app/gui/view_page.h"
 #include "app/shell/action_state.h"
 #include "app/shell/run_glance.h"
 #include "app/store/store_error.h"
@@ -34,10 +39,6 @@ namespace tovra::gui {
 namespace {
 
 using shell::TovraActionID;
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
 
 constexpr std::array<TovraActionID, 4> kPageActions{TovraActionID::goToday, TovraActionID::goApps,
                                                     TovraActionID::goDiscover, TovraActionID::goArchive};
@@ -74,8 +75,8 @@ MainWindow::MainWindow(AppServices& services, bool restore) : services_(services
                      "color: palette(highlighted-text); }"));
 
   stack_ = new QStackedWidget(this);
-  pages_ = {makeTodayPage(services, stack_), makeAppsPage(services, stack_), makeDiscoverPage(services, stack_),
-            makeArchivePage(services, stack_)};
+  pages_ = {makeTodayView(services, stack_), makeAppsView(services, stack_), makeDiscoverView(services, stack_),
+            makeArchiveView(services, stack_)};
   for (auto* page : pages_) {
     stack_->addWidget(page);
   }

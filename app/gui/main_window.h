@@ -20,7 +20,7 @@ namespace tovra::gui {
 class ActionMenus;
 class AppServices;
 class CommandPaletteWidget;
-class RecordsPage;
+class ViewPage;
 class RunSheet;
 class SettingsDialog;
 class Tray;
@@ -40,7 +40,7 @@ class MainWindow final : public QMainWindow {
 
   Page page() const;
   void showPage(Page page);
-  RecordsPage* pageWidget(Page page) const { return pages_.at(static_cast<std::size_t>(page)); }
+  ViewPage* pageWidget(Page page) const { return pages_.at(static_cast<std::size_t>(page)); }
   ActionMenus& menus() const { return *menus_; }
   CommandPaletteWidget& palette() const { return *palette_; }
   RunSheet& runSheet() const { return *runSheet_; }
@@ -74,7 +74,7 @@ class MainWindow final : public QMainWindow {
   QListView* sidebar_;
   QStandardItemModel* sidebarModel_;
   QStackedWidget* stack_;
-  std::array<RecordsPage*, 4> pages_{};
+  std::array<ViewPage*, 4> pages_{};
   QFrame* gettingStarted_;
   QLabel* runStatus_;
   CommandPaletteWidget* palette_;

@@ -9,6 +9,7 @@
 
 #include "app/base/keyword_key.h"
 #include "app/gui/app_services.h"
+#include "app/gui/gui_text.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_notification.h"
 
@@ -17,10 +18,6 @@ namespace tovra::gui {
 namespace {
 
 namespace texts = measure::texts;
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
 
 std::string targetText(const measure::RequestTarget& target) {
   return target.keyword + std::string(texts::kJoin) + base::upperCountry(target.country);

@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "app/gui/app_services.h"
+#include "app/gui/gui_text.h"
 #include "app/gui/qt_settings.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/export.h"
@@ -25,10 +26,6 @@
 namespace tovra::gui {
 
 namespace {
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
 
 std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kind) {
   using Kind = measure::TovraNotifier::Availability::Kind;
