@@ -61,7 +61,7 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   setModal(true);
   setWindowTitle(title);
   setAccessibleName(title);
-  setMinimumWidth(560);
+  setMinimumWidth(620);
   model_ = std::make_unique<Model>(std::move(lookup), std::move(search), services.queue(),
                                    [this](const std::vector<std::string>& icons) {
                                      for (const auto& icon : icons) {
@@ -73,7 +73,6 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   field_ = new QLineEdit(this);
   field_->setPlaceholderText(qs(text::kFieldPlaceholder));
   field_->setAccessibleName(qs(text::kFieldPlaceholder));
-  field_->setClearButtonEnabled(true);
   field_->installEventFilter(this);
   country_ = new QComboBox(this);
   country_->setAccessibleName(qs(board::kCountry));
@@ -138,6 +137,7 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   auto* linkRow = new QHBoxLayout;
   linkRow->addWidget(copiedLink_);
   linkRow->addWidget(copiedNote_, 1);
+  linkRow->addStretch();
   auto* retryRow = new QHBoxLayout;
   retryRow->addWidget(namesDiffer_, 1);
   retryRow->addWidget(retry_, 0, Qt::AlignTop);
@@ -271,6 +271,8 @@ void AddAppSheet::render() {
     }
   }
   confirm_->setEnabled(model_->selected().has_value());
+  // Lines come and go with the phase; the sheet grows and shrinks with them instead of clipping them.
+  adjustSize();
 }
 
 bool AddAppSheet::eventFilter(QObject* watched, QEvent* event) {

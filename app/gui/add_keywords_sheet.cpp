@@ -65,7 +65,6 @@ AddKeywordsSheet::AddKeywordsSheet(AppServices& services, std::vector<Owner> own
   field_ = new QLineEdit(this);
   field_->setPlaceholderText(qs(research::kKeywordEntryPlaceholder));
   field_->setAccessibleName(qs(research::kKeywordEntryPlaceholder));
-  field_->setClearButtonEnabled(true);
   field_->installEventFilter(this);
   add_ = new QPushButton(qs(board::kAddToDraft), this);
   add_->setToolTip(qs(research::trackText::kAddHelp));

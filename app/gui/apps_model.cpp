@@ -197,20 +197,22 @@ QVariant AppsModel::data(const QModelIndex& index, int role) const {
         if (index.column() == measured) {
           return keyword->query.app ? qs(keyword->query.isPaused ? measure::kPaused : board::kMeasured) : QString();
         }
-        if (index.column() == name) {
-          return QString::fromStdString(board::keywordLabel(keyword->query.keyword, keyword->query.country,
-                                                            text(*keyword, details).toStdString()));
-        }
-        return text(*keyword, index.column());
+        const auto label = QString::fromStdString(
+            board::keywordLabel(keyword->query.keyword, keyword->query.country, text(*keyword, details).toStdString()));
+        const auto own = text(*keyword, index.column());
+        return index.column() == name || own.isEmpty() ? label : own;
       }
-      if (index.column() == name) {
-        return joined({text(*owner, name), text(*owner, details)});
-      }
-      return text(*owner, index.column());
+      // An owner row's empty cells say whose row it is, so that no cell is silent.
+      const auto own = text(*owner, index.column());
+      return index.column() == name || own.isEmpty() ? joined({text(*owner, name), text(*owner, details)}) : own;
     }
     case Qt::ToolTipRole:
       if (keyword && index.column() == measured && keyword->query.app) {
         return qs(board::kPauseHelp);
+      }
+      if (keyword && index.column() == rank && keyword->latest) {
+        return joined({localMinute(keyword->latest->measuredAt),
+                       QString::fromStdString(measure::texts::sourceLine(keyword->latest->source))});
       }
       return {};
     case Qt::CheckStateRole:
