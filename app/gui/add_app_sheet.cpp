@@ -163,7 +163,6 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   setTabOrder(results_, mine_);
 
   connect(resolve_, &QPushButton::clicked, this, &AddAppSheet::resolve);
-  connect(field_, &QLineEdit::returnPressed, this, &AddAppSheet::returnPressed);
   connect(copiedLink_, &QPushButton::clicked, this, &AddAppSheet::useCopiedLink);
   connect(results_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& index) {
     const auto* results = std::get_if<Model::Results>(&model_->phase());
@@ -276,10 +275,15 @@ void AddAppSheet::render() {
 }
 
 bool AddAppSheet::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == results_ && event->type() == QEvent::KeyPress) {
+  if ((watched == results_ || watched == field_) && event->type() == QEvent::KeyPress) {
     const auto key = static_cast<QKeyEvent*>(event)->key();
+    // Return resolves or adds here; the dialog must not take it as its default button as well.
     if (key == Qt::Key_Return || key == Qt::Key_Enter) {
-      confirm();
+      if (watched == field_) {
+        returnPressed();
+      } else {
+        confirm();
+      }
       return true;
     }
   }

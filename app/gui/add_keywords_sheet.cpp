@@ -126,7 +126,6 @@ AddKeywordsSheet::AddKeywordsSheet(AppServices& services, std::vector<Owner> own
 
   connect(owner_, &QComboBox::currentIndexChanged, this, &AddKeywordsSheet::ownerChanged);
   connect(field_, &QLineEdit::textEdited, this, &AddKeywordsSheet::fieldEdited);
-  connect(field_, &QLineEdit::returnPressed, this, &AddKeywordsSheet::commitTyped);
   connect(add_, &QPushButton::clicked, this, &AddKeywordsSheet::commitTyped);
   connect(remove_, &QPushButton::clicked, this, &AddKeywordsSheet::removeSelected);
   connect(drafts_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &AddKeywordsSheet::render);
@@ -239,10 +238,14 @@ bool AddKeywordsSheet::eventFilter(QObject* watched, QEvent* event) {
       removeSelected();
       return true;
     }
-    // Ctrl+Return adds the drafts from the field, so the whole sheet works without the mouse.
-    if (watched == field_ && (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) &&
-        key->modifiers().testFlag(Qt::ControlModifier) && confirm_->isEnabled()) {
-      confirm_->click();
+    // Return commits what is typed and nothing more: the dialog must not take it as its default button.
+    // Ctrl+Return adds the drafts, so the whole sheet works without the mouse.
+    if (watched == field_ && (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter)) {
+      if (!key->modifiers().testFlag(Qt::ControlModifier)) {
+        commitTyped();
+      } else if (confirm_->isEnabled()) {
+        confirm_->click();
+      }
       return true;
     }
   }

@@ -241,6 +241,8 @@ class AppsViewTest : public QObject {
     QCOMPARE(draftsOf(*sheet), QStringList{u("maps · US · +1 request per run")});
     QTest::keyClick(sheet->field(), Qt::Key_Return);
     QCOMPARE(sheet->entry().drafts().size(), std::size_t{1});
+    QVERIFY2(page.addKeywordsSheet() && sheet->isVisible(), "Return commits; it does not add the drafts");
+    QCOMPARE(harness.services->store().queries().count(), 0);
     sheet->draftList()->setCurrentIndex(sheet->draftList()->model()->index(0, 0));
     QTest::keyClick(sheet->draftList(), Qt::Key_Delete);
     QVERIFY(sheet->entry().drafts().empty());
@@ -458,6 +460,45 @@ class AppsViewTest : public QObject {
     QCOMPARE(page.editor().isRenaming(), !failure.isEmpty());
     if (!stored.isEmpty()) {
       QCOMPARE(QString::fromStdString(store.spaces().get(*parked.space).name), stored);
+    }
+  }
+
+  void graduatingASpaceMovesItsKeywordsToTheApp() {
+    Harness harness;
+    auto& store = harness.services->store();
+    measure::testing::Seed seed(store);
+    seed.parked("trip planner", "us");
+    auto& page = appsPage(harness.open());
+    ScriptedResolver resolver;
+    asokit::AppInfo info;
+    info.id = "444444";
+    info.name = "Wayfare";
+    info.developer = "Wayfare Ltd";
+    resolver.byId["444444"] = info;
+    page.setResolver(resolver.lookup(), resolver.search());
+    select(page, u("Ideas"));
+    for (auto* button : page.findChildren<QPushButton*>()) {
+      if (button->text() == u("Graduate…")) {
+        button->click();
+      }
+    }
+    auto* sheet = page.addAppSheet();
+    QVERIFY(sheet);
+    QCOMPARE(sheet->windowTitle(), u("Graduate the research space “Ideas” to an app"));
+    QTest::keyClicks(sheet->field(), u("444444"));
+    QTest::keyClick(sheet->field(), Qt::Key_Return);
+    QTRY_VERIFY(sheet->confirmButton()->isEnabled());
+    QVERIFY(textsOnPage(*sheet).contains(u("Wayfare\nWayfare Ltd · No bundle ID returned")));
+    QTest::keyClick(sheet->field(), Qt::Key_Return);
+    QTRY_VERIFY(!page.addAppSheet());
+    const auto app = store.apps().findByAppStoreId("444444");
+    QVERIFY(app);
+    QCOMPARE(store.queries().ofApp(app->rowId).size(), std::size_t{1});
+    QCOMPARE(page.undoLine()->text(), u("Wayfare now holds the space's keywords · 1 moved"));
+    QVERIFY(textsOnPage(page).contains(
+        u("no app is tracked · a research space never enters a measurement run · graduated to Wayfare")));
+    for (auto* button : page.findChildren<QPushButton*>()) {
+      QVERIFY2(button->text() != u("Undo") || !button->isVisible(), "moved keywords are not taken back");
     }
   }
 
