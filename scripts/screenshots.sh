@@ -58,3 +58,5 @@ shoot main-window
 shoot command-palette ctrl+k g space t
 shoot run-sheet ctrl+r
 shoot settings ctrl+k o p e n space s e t Return
+shoot apps ctrl+2
+shoot add-app ctrl+2 ctrl+n p h o t o space e d i t o r Return
