@@ -57,3 +57,4 @@ shoot main-window
 shoot command-palette ctrl+k g space t
 shoot run-sheet ctrl+r
 shoot settings ctrl+k o p e n space s e t Return
+shoot discover ctrl+3 ctrl+f p h o t o space e d i t o r Return Tab Tab Tab Tab

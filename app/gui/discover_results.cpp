@@ -67,8 +67,10 @@ QVariant DiscoverResultsModel::data(const QModelIndex& index, int role) const {
       return qs(found->name);
     case developerRole:
       return developer;
-    case ratingRole:
-      return rating;
+    case ratingCountRole:
+      return qs(research::ratingCountLabel(found->ratingCount));
+    case averageRole:
+      return qs(research::averageLabel(found->averageRating));
     case artworkRole:
       return found->artworkUrl512 ? qs(*found->artworkUrl512) : QString();
     case trackedRole:
@@ -83,8 +85,9 @@ QVariant DiscoverResultsModel::data(const QModelIndex& index, int role) const {
 DiscoverResultDelegate::DiscoverResultDelegate(AppIcons& icons, QObject* parent)
     : QStyledItemDelegate(parent), icons_(icons) {}
 
-QSize DiscoverResultDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
-  return {option.rect.width(), kRowHeight};
+QSize DiscoverResultDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const {
+  // As wide as the list makes it; the text inside is elided to fit.
+  return {kPositionWidth + kIconSize, kRowHeight};
 }
 
 void DiscoverResultDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -113,15 +116,25 @@ void DiscoverResultDelegate::paint(QPainter* painter, const QStyleOptionViewItem
                        kIconSize);
   painter->drawPixmap(iconRect, icon);
 
-  const auto rating = index.data(DiscoverResultsModel::ratingRole).toString();
+  // The store's own figures on the right: the rating count over the average, and the tracked mark.
   const bool tracked = index.data(DiscoverResultsModel::trackedRole).toBool();
-  const auto right = tracked ? rating + QStringLiteral("\n") + qs(research::trackText::kAlreadyTracked) : rating;
+  QStringList right{index.data(DiscoverResultsModel::ratingCountRole).toString(),
+                    index.data(DiscoverResultsModel::averageRole).toString()};
+  if (tracked) {
+    right.front() = qs(research::trackText::kAlreadyTracked);
+    right.back() = index.data(DiscoverResultsModel::ratingCountRole).toString() + QStringLiteral(" · ") +
+                   index.data(DiscoverResultsModel::averageRole).toString();
+  }
   const QFontMetrics metrics(option.font);
-  const int rightWidth = std::max(metrics.horizontalAdvance(rating),
-                                  tracked ? metrics.horizontalAdvance(qs(research::trackText::kAlreadyTracked)) : 0);
-  const QRect rightRect(rect.right() - rightWidth, rect.top(), rightWidth, rect.height());
+  const int rightWidth = std::max(metrics.horizontalAdvance(right.front()), metrics.horizontalAdvance(right.back()));
+  const QRect rightRect(rect.right() - rightWidth, rect.top() + 8, rightWidth, rect.height() - 16);
+  painter->setPen(tracked ? palette.link().color() : faint);
+  if (selected) {
+    painter->setPen(faint);
+  }
+  painter->drawText(rightRect, Qt::AlignTop | Qt::AlignRight, right.front());
   painter->setPen(faint);
-  painter->drawText(rightRect, Qt::AlignVCenter | Qt::AlignRight, right);
+  painter->drawText(rightRect, Qt::AlignBottom | Qt::AlignRight, right.back());
 
   const int textLeft = iconRect.right() + 12;
   const QRect textRect(textLeft, rect.top() + 8, rightRect.left() - textLeft - 12, rect.height() - 16);
@@ -144,9 +157,8 @@ QComboBox* makeCountryBox(const QString& accessibleName, const std::string& curr
   auto* box = new QComboBox(parent);
   box->setAccessibleName(accessibleName);
   box->setToolTip(accessibleName);
-  // The closed box shows the code; the open list names the country too.
   box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-  box->setMinimumContentsLength(4);
+  box->setMinimumContentsLength(14);
   for (const auto code : asokit::storefront::knownCodes()) {
     const std::string text(code);
     box->addItem(countryCode(text) + QStringLiteral(" · ") + qs(research::countryDisplayName(text)), qs(text));

@@ -20,7 +20,16 @@ class AppIcons;
 class DiscoverResultsModel final : public QAbstractListModel {
   Q_OBJECT
  public:
-  enum Role { positionRole = Qt::UserRole + 1, nameRole, developerRole, ratingRole, artworkRole, trackedRole, idRole };
+  enum Role {
+    positionRole = Qt::UserRole + 1,
+    nameRole,
+    developerRole,
+    ratingCountRole,
+    averageRole,
+    artworkRole,
+    trackedRole,
+    idRole
+  };
 
   explicit DiscoverResultsModel(QObject* parent = nullptr) : QAbstractListModel(parent) {}
 

@@ -62,7 +62,6 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   typing_ = new QLineEdit(content_);
   typing_->setPlaceholderText(qs(research::trackText::kPlaceholder));
   typing_->setAccessibleName(qs(label::kKeywordField));
-  typing_->setClearButtonEnabled(true);
   typingCountry_ = makeCountryBox(qs(label::kTypingCountry), "us", content_);
   add_ = new QPushButton(qs(label::kAdd), content_);
   add_->setAccessibleName(qs(label::kAdd));
@@ -172,6 +171,16 @@ void DiscoverTrackPanel::setDraft(research::TrackDraft* draft) {
 void DiscoverTrackPanel::refill() {
   fillSpaces(*space_, services_.store());
   sync();
+}
+
+void DiscoverTrackPanel::clearResult() {
+  setLine(*result_, {});
+}
+
+void DiscoverTrackPanel::focusEntry() {
+  if (draft_) {
+    typing_->setFocus(Qt::OtherFocusReason);
+  }
 }
 
 void DiscoverTrackPanel::sync() {

@@ -35,6 +35,10 @@ class DiscoverTrackPanel final : public QWidget {
   void setDraft(research::TrackDraft* draft);
   // Re-reads the research spaces.
   void refill();
+  // Forgets what the last confirmation said, when another result is picked.
+  void clearResult();
+  // Puts the keyboard in the keyword field.
+  void focusEntry();
 
  signals:
   // The store changed: an app or a keyword was tracked, or a term kept.

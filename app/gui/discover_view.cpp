@@ -8,6 +8,7 @@
 #include <QListView>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStandardItemModel>
 #include <QTabWidget>
@@ -77,7 +78,6 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
   term_ = new QLineEdit(this);
   term_->setPlaceholderText(qs(label::kSearchPlaceholder));
   term_->setAccessibleName(qs(label::kSearchField));
-  term_->setClearButtonEnabled(true);
   country_ = makeCountryBox(qs(label::kCountry), "us", this);
   search_ = new QPushButton(qs(label::kSearch), this);
   search_->setAccessibleName(qs(label::kSearch));
@@ -104,9 +104,12 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
   list_->setUniformItemSizes(true);
   list_->setSelectionMode(QAbstractItemView::SingleSelection);
   list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  // Rows fit the list's width: a name is elided rather than scrolled to.
+  list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  list_->setResizeMode(QListView::Adjust);
 
   tabs_ = new QTabWidget(this);
-  tabs_->setAccessibleName(QStringLiteral("Discover panels"));
+  tabs_->setAccessibleName(qs(label::kPanels));
   track_ = new DiscoverTrackPanel(services, *model_, tabs_);
   signalsPanel_ = new DiscoverSignalsPanel(services, *signals_, tabs_);
   hintsPanel_ = new DiscoverHintsPanel(services, *hints_, tabs_);
@@ -134,8 +137,10 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
   auto* split = new QSplitter(Qt::Horizontal, this);
   split->addWidget(list_);
   split->addWidget(tabs_);
-  split->setStretchFactor(0, 3);
-  split->setStretchFactor(1, 2);
+  split->setAccessibleName(qs(label::kResultsAndPanels));
+  split->setStretchFactor(0, 1);
+  split->setStretchFactor(1, 1);
+  split->setSizes({560, 440});
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 
@@ -152,10 +157,23 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
     model_->search();
   });
   connect(checkOnce_, &QPushButton::clicked, this, [this] { openCheckOnce()->open(); });
-  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { picked(); });
+  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+    track_->clearResult();
+    picked();
+  });
+  // Return on a result goes on to its draft's keyword field.
+  connect(list_, &QListView::activated, this, [this] {
+    tabs_->setCurrentIndex(0);
+    track_->focusEntry();
+  });
+  auto* find = new QShortcut(QKeySequence::Find, this);
+  connect(find, &QShortcut::activated, this, [this] {
+    term_->setFocus(Qt::ShortcutFocusReason);
+    term_->selectAll();
+  });
   connect(track_, &DiscoverTrackPanel::wrote, this, [this] {
     // The picked app is now tracked: its draft opens again as an already tracked app's.
-    results_->setResults(model_->discovered(), trackedIds(this->services().store()));
+    showRows();
     picked();
   });
   connect(hintsPanel_, &DiscoverHintsPanel::addToDraft, this, [this](const QString& term) {
@@ -194,10 +212,22 @@ DiscoverCheckSheet* DiscoverPage::openCheckOnce() {
   return sheet;
 }
 
+void DiscoverPage::showRows() {
+  const auto* current = results_->app(list_->currentIndex().row());
+  const auto currentId = current ? std::optional<std::string>(current->id) : std::nullopt;
+  results_->setResults(model_->discovered(), trackedIds(services().store()));
+  // The picked row stays picked when the rows are read again, without reopening its draft.
+  const auto row = currentId ? results_->rowOf(*currentId) : -1;
+  if (row >= 0) {
+    const QSignalBlocker block(list_->selectionModel());
+    list_->setCurrentIndex(results_->index(row, 0));
+  }
+}
+
 void DiscoverPage::refill() {
   track_->refill();
   hintsPanel_->refill();
-  results_->setResults(model_->discovered(), trackedIds(services().store()));
+  showRows();
   fillSaved();
   refreshWaits();
   sync();
@@ -262,11 +292,11 @@ void DiscoverPage::sync() {
   }
   shownSearch_ = key;
   try {
-    results_->setResults(model_->discovered(), trackedIds(services().store()));
+    showRows();
+    fillSaved();
   } catch (const store::StoreError& error) {
     setSummary(qs(error.description()));
   }
-  fillSaved();
   picked();
   if (term && country && !model_->failure()) {
     signalsPanel_->setTarget(*term, *country);

@@ -56,6 +56,8 @@ class DiscoverPage final : public ViewPage {
 
  private:
   void sync();
+  // Reads the rows again, keeping the picked one.
+  void showRows();
   void picked();
   void refreshWaits();
   void fillSaved();

@@ -14,14 +14,21 @@ namespace {
 constexpr std::string_view kEmDash = "—";
 }  // namespace
 
-std::string ratingLine(const std::optional<std::int64_t>& ratingCount, const std::optional<double>& averageRating) {
+std::string ratingCountLabel(const std::optional<std::int64_t>& ratingCount) {
   // A negative count is no count the store could mean; it reads as unknown like a missing one.
   const auto count =
       ratingCount && *ratingCount >= 0 ? ratingCountText(static_cast<double>(*ratingCount)) : std::string(kEmDash);
-  const auto noun = ratingCount && *ratingCount == 1 ? "rating" : "ratings";
+  return fmt::format("{} {}", count, ratingCount && *ratingCount == 1 ? "rating" : "ratings");
+}
+
+std::string averageLabel(const std::optional<double>& averageRating) {
   const auto average =
       averageRating ? fmt::format("{:.1f}", std::round(*averageRating * 10.0) / 10.0) : std::string(kEmDash);
-  return fmt::format("{} {} · average {}", count, noun, average);
+  return "average " + average;
+}
+
+std::string ratingLine(const std::optional<std::int64_t>& ratingCount, const std::optional<double>& averageRating) {
+  return ratingCountLabel(ratingCount) + " · " + averageLabel(averageRating);
 }
 
 std::string positionText(const std::optional<std::int64_t>& position) {

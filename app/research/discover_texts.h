@@ -17,6 +17,8 @@ inline constexpr std::string_view kSearch = "Search";
 inline constexpr std::string_view kSearching = "Searching the App Store…";
 inline constexpr std::string_view kCountry = "Country";
 inline constexpr std::string_view kResults = "Results in the store's order";
+inline constexpr std::string_view kPanels = "Discover panels";
+inline constexpr std::string_view kResultsAndPanels = "Results and panels";
 inline constexpr std::string_view kTrackTab = "Track";
 inline constexpr std::string_view kSignalsTab = "Signals";
 inline constexpr std::string_view kHintsTab = "Store hints";
@@ -60,7 +62,11 @@ inline constexpr std::string_view kNoDraftOpen = "Pick a result first to add hin
 // How many of a search's results Discover shows, with their details looked up.
 inline constexpr std::int64_t kDiscoverShown = 25;
 
-// "12.3k ratings · average 4.6"; an unknown count or average is an em dash, never 0.
+// "12.3k ratings", "1 rating"; an unknown count is an em dash, never 0.
+std::string ratingCountLabel(const std::optional<std::int64_t>& ratingCount);
+// "average 4.6"; "average —" when the store gave none.
+std::string averageLabel(const std::optional<double>& averageRating);
+// Both: "12.3k ratings · average 4.6".
 std::string ratingLine(const std::optional<std::int64_t>& ratingCount, const std::optional<double>& averageRating);
 // "#3"; the em dash when the store gave no position.
 std::string positionText(const std::optional<std::int64_t>& position);

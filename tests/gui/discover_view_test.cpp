@@ -215,6 +215,9 @@ class DiscoverViewTest final : public QObject {
     named<QPushButton>(*d.page, research::discoverLabel::kKeepHint)->click();
     d.showTab(research::discoverLabel::kTrackTab);
     named<QPushButton>(*d.page, research::discoverLabel::kConfirmTrack)->click();
+    // The picked app is tracked now, and stays picked as one.
+    QVERIFY2(d.texts().contains(qs(research::trackText::kAlreadyTracked)), qPrintable(d.texts().join(" | ")));
+    QVERIFY(anyStartsWith(d.texts(), "Canvas is now tracked"));
 
     std::map<std::string, std::vector<std::string>> provenance;  // keyword → where each copy came from
     for (const auto& query : d.queries()) {
@@ -224,6 +227,41 @@ class DiscoverViewTest final : public QObject {
     auto collage = provenance["photo collage"];
     std::sort(collage.begin(), collage.end());
     QCOMPARE(collage, (std::vector<std::string>{"app:carriedFromStoreHint", "space:carriedFromStoreHint"}));
+  }
+
+  void theKeyboardReachesAResultAndItsDraft() {
+    DiscoverHarness d;
+    d.search(QStringLiteral("photo editor"));
+    auto* term = named<QLineEdit>(*d.page, research::discoverLabel::kSearchField);
+    auto* list = named<QListView>(*d.page, research::discoverLabel::kResults);
+    QTest::keyClick(d.harness.window.get(), Qt::Key_F, Qt::ControlModifier);
+    QCOMPARE(QApplication::focusWidget(), term);
+    for (int i = 0; i < 4 && QApplication::focusWidget() != list; ++i) {
+      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    }
+    QCOMPARE(QApplication::focusWidget(), list);
+    QTest::keyClick(list, Qt::Key_Down);
+    QVERIFY(d.page->trackDraft());
+    QTest::keyClick(list, Qt::Key_Return);
+    QCOMPARE(QApplication::focusWidget(), named<QLineEdit>(*d.page, research::discoverLabel::kKeywordField));
+  }
+
+  void aSecondAskOnTheSameDayIsServedFromTheStoredProbe() {
+    DiscoverHarness d;
+    d.harness.appStore->hints("pho", {"photo editor"});
+    d.showTab(research::discoverLabel::kHintsTab);
+    auto* prefix = named<QLineEdit>(*d.page, research::discoverLabel::kHintPrefix);
+    auto* ask = named<QPushButton>(*d.page, research::discoverLabel::kAskHints);
+    prefix->setText(QStringLiteral("pho"));
+    ask->click();
+    QTRY_VERIFY(d.texts().contains(QStringLiteral("1 · photo editor")));
+    QVERIFY(!anyStartsWith(d.texts(), research::probeText::kServedFromStore));
+    const auto asked = d.harness.appStore->requests().size();
+
+    ask->click();
+    QTRY_VERIFY(anyStartsWith(d.texts(), research::probeText::kServedFromStore));
+    QCOMPARE(d.harness.appStore->requests().size(), asked);
+    QVERIFY(d.texts().contains(QStringLiteral("Asked: “pho” in US → “pho” in US")));
   }
 
   void hintsAndSignalsWaitForARunAndForAHold_data() {
