@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "app/gui/app_services.h"
+#include "app/gui/gui_text.h"
 #include "app/gui/qt_settings.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/export.h"
@@ -23,45 +24,6 @@
 #include "app/store/store_error.h"
 
 namespace tovra::gui {
-
-namespace {
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
-
-std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kind) {
-  using Kind = measure::TovraNotifier::Availability::Kind;
-  switch (kind) {
-    case Kind::unavailable:
-      return "unavailable";
-    case Kind::unknown:
-      return "unknown";
-    case Kind::available:
-      return "available";
-    case Kind::denied:
-      return "denied";
-  }
-  return "unknown";
-}
-
-}  // namespace
-
-QString notifierStateText(const AppServices& services) {
-  auto& notifier = const_cast<AppServices&>(services).notifier();
-  const auto& availability = notifier.availability();
-  QStringList parts{qs(availabilityName(availability.kind))};
-  if (!availability.reason.empty()) {
-    parts << QString::fromStdString(availability.reason);
-  }
-  if (notifier.isRequesting()) {
-    parts << QStringLiteral("asking…");
-  }
-  if (const auto& error = notifier.lastErrorDetail()) {
-    parts << QString::fromStdString(*error);
-  }
-  return parts.join(QStringLiteral(" · "));
-}
 
 SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog(parent), services_(services) {
   setWindowTitle(QStringLiteral("Settings"));
@@ -133,7 +95,7 @@ void SettingsDialog::render() {
   notifications_->blockSignals(true);
   notifications_->setChecked(notifier.isEnabled());
   notifications_->blockSignals(false);
-  notificationState_->setText(notifierStateText(services_));
+  notificationState_->setText(QString::fromStdString(notifier.stateLine()));
   notificationState_->setAccessibleName(notificationState_->text());
 
   auto& store = services_.store();
