@@ -69,6 +69,7 @@ std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& q
     parts.settings = std::make_unique<QtSettingsStore>(std::make_unique<QSettings>());
   }
   parts.makeCenter = std::move(makeCenter);
+  parts.makeIconTransport = [](asokit::CurlTransportOptions options) { return asokit::makeCurlTransport(options); };
   try {
     return std::make_unique<AppServices>(std::move(parts));
   } catch (const std::runtime_error& error) {
