@@ -92,6 +92,7 @@ int main(int argc, char** argv) {
     return fail(Exit::usage, e.what(), "Run with --help for more information.");
   } catch (const tovra::cli::CommandError& e) {
     const int status = fail(e.status(), e.what());
+    context.salvageIfDamaged(&e);
     if (e.isStoreRefusal()) {
       holdAfterRefusal(context, std::cerr);
     }
@@ -106,7 +107,12 @@ int main(int argc, char** argv) {
   } catch (const asokit::Cancelled&) {
     return fail(Exit::stoppedByUser, "");
   } catch (const std::exception& e) {
-    return fail(Exit::failed, e.what());
+    const int status = fail(Exit::failed, e.what());
+    context.salvageIfDamaged(&e);
+    return status;
+  }
+  if (context.salvageIfDamaged()) {
+    return static_cast<int>(Exit::failed);
   }
   return 0;
 }

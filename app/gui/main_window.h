@@ -19,8 +19,9 @@ namespace tovra::gui {
 
 class ActionMenus;
 class AppServices;
+class AppsPage;
 class CommandPaletteWidget;
-class RecordsPage;
+class ViewPage;
 class RunSheet;
 class SettingsDialog;
 class Tray;
@@ -40,7 +41,7 @@ class MainWindow final : public QMainWindow {
 
   Page page() const;
   void showPage(Page page);
-  RecordsPage* pageWidget(Page page) const { return pages_.at(static_cast<std::size_t>(page)); }
+  ViewPage* pageWidget(Page page) const { return pages_.at(static_cast<std::size_t>(page)); }
   ActionMenus& menus() const { return *menus_; }
   CommandPaletteWidget& palette() const { return *palette_; }
   RunSheet& runSheet() const { return *runSheet_; }
@@ -66,6 +67,8 @@ class MainWindow final : public QMainWindow {
   void followRun();
   void watchStore();
   void dismissGettingStarted();
+  // After everything was deleted: Today with the getting-started panel, as on a first launch.
+  void showFirstScreen();
   QFrame* makeGettingStarted();
 
   AppServices& services_;
@@ -74,7 +77,8 @@ class MainWindow final : public QMainWindow {
   QListView* sidebar_;
   QStandardItemModel* sidebarModel_;
   QStackedWidget* stack_;
-  std::array<RecordsPage*, 4> pages_{};
+  std::array<ViewPage*, 4> pages_{};
+  AppsPage* appsPage_;
   QFrame* gettingStarted_;
   QLabel* runStatus_;
   CommandPaletteWidget* palette_;
@@ -85,6 +89,7 @@ class MainWindow final : public QMainWindow {
   std::unique_ptr<store::StoreWatcher> watcher_;
   base::Subscription watched_;
   bool hasMeasurable_ = false;
+  bool hasOwners_ = false;
 };
 
 }  // namespace tovra::gui

@@ -9,6 +9,7 @@
 
 #include "app/base/keyword_key.h"
 #include "app/gui/app_services.h"
+#include "app/gui/gui_text.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_notification.h"
 
@@ -17,10 +18,6 @@ namespace tovra::gui {
 namespace {
 
 namespace texts = measure::texts;
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
 
 std::string targetText(const measure::RequestTarget& target) {
   return target.keyword + std::string(texts::kJoin) + base::upperCountry(target.country);
@@ -119,19 +116,12 @@ void RunSheet::render() {
     const auto total = static_cast<int>(live->plan.size());
     progress_->setRange(0, std::max(total, 1));
     progress_->setValue(static_cast<int>(live->completedRequests));
-    std::string line = "request " + std::to_string(live->completedRequests) + " of " + std::to_string(total);
-    if (live->completedRequests < total) {
-      line += std::string(texts::kJoin) + targetText(live->plan[static_cast<std::size_t>(live->completedRequests)]);
-    }
-    if (live->stopRequested) {
-      line += "\n" + std::string(texts::kStopping);
-    }
+    const auto line = texts::liveLine(*live);
     status_->setText(QString::fromStdString(line));
     stop_->setEnabled(!live->stopRequested);
     asked_->clear();
     for (const auto& request : live->done) {
-      asked_->addItem(QString::fromStdString(targetText(request.target)) +
-                      (request.succeeded ? QString() : QStringLiteral(" · failed")));
+      asked_->addItem(QString::fromStdString(texts::progressLine(request, total)));
     }
   } else {
     std::string line;

@@ -5,18 +5,11 @@
 #include <QSystemTrayIcon>
 
 #include "app/gui/app_services.h"
+#include "app/gui/gui_text.h"
 #include "app/gui/icons.h"
 #include "app/measure/run_notification.h"
 
 namespace tovra::gui {
-
-namespace {
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
-
-}  // namespace
 
 shell::RunGlance glanceOf(AppServices& services) {
   auto& runner = services.runner();

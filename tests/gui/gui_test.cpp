@@ -1,9 +1,12 @@
 // The desktop windows driven offscreen: the palette from the keyboard, menus and palette reading one
 // handler, the tray and title following a run on a scripted store, the launch alerts, the notifier's
 // state in the settings, and the getting-started panel.
+#include <SQLiteCpp/Database.h>
+
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -26,135 +29,22 @@
 #include "app/gui/launch.h"
 #include "app/gui/launch_alert_dialog.h"
 #include "app/gui/main_window.h"
-#include "app/gui/pages.h"
 #include "app/gui/run_sheet.h"
 #include "app/gui/settings_dialog.h"
 #include "app/gui/tray.h"
 #include "app/measure/measure_texts.h"
 #include "app/shell/action_state.h"
+#include "app/store/damage.h"
 #include "app/store/export.h"
-#include "measure/fakes.h"
-#include "measure/seed.h"
+#include "app/store/integrity.h"
+#include "app/store/store_error.h"
+#include "app/store/transaction.h"
+#include "gui/gui_harness.h"
 
 using namespace tovra;
+using namespace tovra::testing;
+using gui::qs;
 using shell::TovraActionID;
-
-namespace {
-
-// A notification service that answers at once, as the test says.
-class FakeCenter final : public measure::NotificationCentering {
- public:
-  explicit FakeCenter(std::vector<measure::NotificationContent>* posted) : posted_(posted) {}
-  void authorization(AuthorizationFn done) override { done(Authorization::authorized); }
-  void requestAuthorization(RequestFn done) override { done(true, std::nullopt); }
-  void post(const measure::NotificationContent& content, PostFn done) override {
-    posted_->push_back(content);
-    done(std::nullopt);
-  }
-
- private:
-  std::vector<measure::NotificationContent>* posted_;
-};
-
-// One window over an in-memory store, a scripted App Store and settings in a temporary folder.
-struct Harness {
-  QTemporaryDir folder;
-  asokit::SystemMonotonicClock clock;
-  measure::testing::ScriptedStore* appStore = nullptr;
-  std::vector<measure::NotificationContent> posted;
-  std::unique_ptr<gui::AppServices> services;
-  std::unique_ptr<gui::MainWindow> window;
-
-  explicit Harness(measure::TovraNotifier::CenterFactory center = {}, bool onDisk = false) {
-    gui::AppServices::Parts parts;
-    parts.configuration.dataDir = folder.filePath(QStringLiteral("data")).toStdString();
-    // The mark of a run and the shared hold stay in this test's folder, away from any real Tovra.
-    parts.configuration.stateDir = folder.filePath(QStringLiteral("state")).toStdString();
-    parts.store = onDisk ? store::Store::open(folder.filePath(QStringLiteral("default.store")).toStdString())
-                         : store::Store::inMemory();
-    parts.settings = std::make_unique<gui::QtSettingsStore>(
-        std::make_unique<QSettings>(folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat));
-    parts.seams.makeTransport = [this](asokit::CurlTransportOptions) -> std::unique_ptr<asokit::HTTPTransport> {
-      auto transport = std::make_unique<measure::testing::ScriptedStore>(clock);
-      appStore = transport.get();
-      return transport;
-    };
-    parts.seams.client.minInterval = std::chrono::nanoseconds{0};
-    parts.makeCenter = center ? std::move(center) : [this] { return std::make_unique<FakeCenter>(&posted); };
-    services = std::make_unique<gui::AppServices>(std::move(parts));
-  }
-
-  gui::MainWindow& open() {
-    window = std::make_unique<gui::MainWindow>(*services, true);
-    window->show();
-    // Shortcuts reach only the active window.
-    window->activateWindow();
-    if (!QTest::qWaitForWindowActive(window.get())) {
-      qWarning("the main window did not become active");
-    }
-    return *window;
-  }
-
-  // Two apps watching the same keyword: one request answers both.
-  void track() {
-    measure::testing::Seed seed(services->store());
-    const auto mine = seed.app("111111", "Lumen");
-    const auto rival = seed.app("222222", "Rival");
-    seed.keyword(mine, "photo editor", "us");
-    seed.keyword(rival, "photo editor", "us");
-    appStore->answer("photo editor", {"222222", "111111"});
-  }
-};
-
-QString qs(std::string_view view) {
-  return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
-}
-
-QStringList rowsOf(const QAbstractItemModel& model) {
-  QStringList rows;
-  for (int row = 0; row < model.rowCount(); ++row) {
-    rows << model.index(row, 0).data(Qt::AccessibleTextRole).toString();
-  }
-  return rows;
-}
-
-// Every text of a page's tree, depth first.
-QStringList textsOf(const QAbstractItemModel& model, const QModelIndex& parent = {}) {
-  QStringList texts;
-  for (int row = 0; row < model.rowCount(parent); ++row) {
-    for (int column = 0; column < model.columnCount(parent); ++column) {
-      texts << model.index(row, column, parent).data().toString();
-    }
-    texts << textsOf(model, model.index(row, 0, parent));
-  }
-  return texts;
-}
-
-// Answers the next modal message box with the button of the given text, recording what it said.
-struct AlertAnswer {
-  QString text;
-  QString informative;
-  QStringList buttons;
-  QMessageBox::Icon icon = QMessageBox::NoIcon;
-
-  void clickWhenShown(const QString& button) {
-    QTimer::singleShot(0, [this, button] {
-      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-      QVERIFY(box);
-      text = box->text();
-      informative = box->informativeText();
-      icon = box->icon();
-      for (auto* b : box->buttons()) {
-        buttons << b->text();
-        if (b->text() == button) {
-          b->click();
-        }
-      }
-    });
-  }
-};
-
-}  // namespace
 
 class GuiTest final : public QObject {
   Q_OBJECT
@@ -245,13 +135,13 @@ class GuiTest final : public QObject {
     const auto app = harness.services->store().apps().findByAppStoreId("111111");
     seed.keyword(*app, "film filters", "de", true);
     auto& window = harness.open();
-    const auto today = textsOf(*window.pageWidget(gui::MainWindow::Page::today)->model());
+    const auto today = textsOnPage(*window.pageWidget(gui::MainWindow::Page::today));
     QVERIFY(today.contains(QStringLiteral("not measured yet (2)")));
     QVERIFY(today.contains(QStringLiteral("paused (1)")));
     QVERIFY(today.contains(QStringLiteral("DE")));
     window.showPage(gui::MainWindow::Page::apps);
     auto* apps = window.pageWidget(gui::MainWindow::Page::apps);
-    const auto listed = textsOf(*apps->model());
+    const auto listed = textsOnPage(*apps);
     QVERIFY(listed.contains(QStringLiteral("Lumen")));
     QVERIFY(listed.contains(QStringLiteral("photo editor")));
     QVERIFY2(apps->summary()->text().contains(QStringLiteral("2 apps")), qPrintable(apps->summary()->text()));
@@ -296,7 +186,7 @@ class GuiTest final : public QObject {
              qPrintable(sheet.reportLabel()->text()));
     QVERIFY(sheet.askedList()->count() == 1);
     // The stopped run's reading is kept and shows on Today.
-    const auto today = textsOf(*window.pageWidget(gui::MainWindow::Page::today)->model());
+    const auto today = textsOnPage(*window.pageWidget(gui::MainWindow::Page::today));
     QVERIFY2(today.contains(QStringLiteral("accumulating · 1 of 7 readings")), qPrintable(today.join('|')));
   }
 
@@ -305,13 +195,13 @@ class GuiTest final : public QObject {
     auto& window = harness.open();
     auto* apps = window.pageWidget(gui::MainWindow::Page::apps);
     window.showPage(gui::MainWindow::Page::apps);
-    QVERIFY(!textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")));
+    QVERIFY(!textsOnPage(*apps).contains(QStringLiteral("Written elsewhere")));
     {
       // A second connection, as `tovra app add` in a terminal would hold it.
       auto other = store::Store::open(harness.folder.filePath(QStringLiteral("default.store")).toStdString());
       measure::testing::Seed(*other).app("333333", "Written elsewhere");
     }
-    QTRY_VERIFY_WITH_TIMEOUT(textsOf(*apps->model()).contains(QStringLiteral("Written elsewhere")), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(textsOnPage(*apps).contains(QStringLiteral("Written elsewhere")), 5000);
   }
 
   void anotherProcesssHoldRefusesMeasureNowWithTheCountdown() {
@@ -406,6 +296,38 @@ class GuiTest final : public QObject {
     QVERIFY(file.readAll().contains("\"222222\""));
   }
 
+  void checkingTheStoreRunsOffTheWindowAndADamagedStoreIsWrittenNoMore() {
+    Harness harness({}, true);
+    harness.track();
+    auto& window = harness.open();
+    auto& settings = window.settingsDialog();
+    settings.show();
+    QSignalSpy finished(&settings, &gui::SettingsDialog::checkFinished);
+    settings.checkButton()->click();
+    QVERIFY(!settings.checkButton()->isEnabled());
+    QTRY_COMPARE(finished.count(), 1);
+    QVERIFY(settings.checkButton()->isEnabled());
+    QCOMPARE(settings.checkStatus()->text(),
+             QStringLiteral("The store passed its check: the engine found nothing damaged."));
+
+    // Everything into the file, then its second page overwritten, as a failing disk would.
+    auto& store = harness.services->store();
+    store.database().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    {
+      QFile file(QString::fromStdString(store.file()->string()));
+      QVERIFY(file.open(QIODevice::ReadWrite));
+      QVERIFY(file.seek(4096));
+      QVERIFY(file.write(QByteArray(4096, char(0xA5))) == 4096);
+    }
+    settings.checkButton()->click();
+    QTRY_COMPARE(finished.count(), 2);
+    const auto status = settings.checkStatus()->text();
+    QVERIFY2(status.startsWith(QStringLiteral("The store file is damaged.")), qPrintable(status));
+    QVERIFY2(status.contains(QString::fromUtf8(store::kSalvageAtNextLaunch.data())), qPrintable(status));
+    QVERIFY(store::damageReported(store));
+    QVERIFY_THROWS_EXCEPTION(store::StoreError, (void)store::Transaction(store));
+  }
+
   void deletingEverythingBringsGettingStartedBack() {
     Harness harness;
     harness.track();
@@ -434,7 +356,7 @@ class GuiTest final : public QObject {
     const auto recovered = store::StoreLaunchAlert::from({store::StoreOpenNotice::Recovered{"/data/Backups/x"}});
     AlertAnswer warning;
     warning.clickWhenShown(QStringLiteral("OK"));
-    QVERIFY(!gui::presentLaunchAlert(&parent, recovered));
+    QCOMPARE(gui::presentLaunchAlert(&parent, recovered), gui::LaunchAlertChoice::goOn);
     QCOMPARE(warning.icon, QMessageBox::Warning);
     QCOMPARE(warning.text, QString::fromStdString(recovered.messageText));
     QCOMPARE(warning.informative, QString::fromStdString(recovered.informativeText));
@@ -443,10 +365,20 @@ class GuiTest final : public QObject {
     const auto failed = store::StoreLaunchAlert::from({store::StoreOpenNotice::Failed{"disk full", std::nullopt}});
     AlertAnswer critical;
     critical.clickWhenShown(QStringLiteral("Quit"));
-    QVERIFY(gui::presentLaunchAlert(&parent, failed));
+    QCOMPARE(gui::presentLaunchAlert(&parent, failed), gui::LaunchAlertChoice::quit);
     QCOMPARE(critical.icon, QMessageBox::Critical);
     QCOMPARE(critical.text, QString::fromStdString(failed.messageText));
     QCOMPARE(critical.buttons, QStringList{"Quit"});
+
+    // A store another program holds is offered again; quitting is still one click away.
+    const auto inUse = store::StoreLaunchAlert::from({store::StoreOpenNotice::InUse{"/data/default.store"}});
+    AlertAnswer retry;
+    retry.clickWhenShown(QStringLiteral("Try Again"));
+    QCOMPARE(gui::presentLaunchAlert(&parent, inUse), gui::LaunchAlertChoice::tryAgain);
+    QCOMPARE(retry.buttons, (QStringList{"Try Again", "Quit"}));
+    AlertAnswer giveUp;
+    giveUp.clickWhenShown(QStringLiteral("Quit"));
+    QCOMPARE(gui::presentLaunchAlert(&parent, inUse), gui::LaunchAlertChoice::quit);
   }
 
   void geometryAndPageComeBackOnTheNextLaunch() {
