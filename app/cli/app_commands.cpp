@@ -7,6 +7,7 @@
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
 #include "app/store/dates.h"
@@ -108,7 +109,9 @@ const bool registered = registerCommand(
        auto add = std::make_shared<AddArgs>();
        auto* addCommand = group->add_subcommand("add", "Track an app found by name, App Store link, id or bundle id");
        addCommand->add_option("input", add->input, "App name, URL, ID, or bundle ID")->required();
-       addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")->required();
+       addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")
+           ->required()
+           ->check(countryCheck());
        addCommand->add_flag("--mine", add->mine, "Mark the app as yours");
        add->pickOption = addCommand->add_option("--pick", add->pick, "Which of several results to track (1 = first)");
        addCommand->fallthrough();
@@ -120,7 +123,7 @@ const bool registered = registerCommand(
 
        auto del = std::make_shared<std::pair<std::string, bool>>();
        auto* deleteCommand = group->add_subcommand("delete", "Delete a tracked app with its keywords and history");
-       deleteCommand->add_option("app-id", del->first, "The app's App Store id")->required();
+       deleteCommand->add_option("app", del->first, "The app: id, App Store link, bundle id or name")->required();
        deleteCommand->add_flag("--yes", del->second, "Delete; without it the plan is only shown");
        deleteCommand->fallthrough();
        deleteCommand->callback([del, &context] { runDelete(context, del->first, del->second); });

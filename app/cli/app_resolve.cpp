@@ -8,7 +8,9 @@
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
+#include "app/research/app_reference.h"
 #include "app/research/app_resolver_model.h"
+#include "app/research/error_lead.h"
 #include "app/research/request_gate.h"
 #include "app/research/resolver_store.h"
 
@@ -74,7 +76,9 @@ std::string absentText(const AppResolverModel& model, const AppResolverInput& in
 research::DiscoveredApp resolveApp(Context& context, const std::string& input, const std::string& country,
                                    std::optional<std::int64_t> pick, std::optional<std::string>& pickNote) {
   requireUtf8(input, "The app");
-  const auto classified = AppResolverInput::classify(input);
+  // A link without its scheme or "id123…" names an app as well as the bare id does.
+  const auto text = research::resolverTextFor(input);
+  const auto classified = AppResolverInput::classify(text);
   if (classified.kind == AppResolverInput::Kind::invalid) {
     throw CommandError(Exit::failed, std::string(research::resolverText::kPrompt));
   }
@@ -84,7 +88,7 @@ research::DiscoveredApp resolveApp(Context& context, const std::string& input, c
   base::LoopQueue queue;
   AppResolverModel model(keepingRefusal(research::clientLookup(client), refusal),
                          keepingRefusal(research::clientSearch(client, kNameResults), refusal), queue);
-  model.resolve(input, country);
+  model.resolve(text, country);
   queue.runUntil([&] { return !std::holds_alternative<AppResolverModel::Resolving>(model.phase()); });
   if (std::holds_alternative<AppResolverModel::Idle>(model.phase())) {
     throw asokit::Cancelled();
@@ -95,7 +99,7 @@ research::DiscoveredApp resolveApp(Context& context, const std::string& input, c
     if (refusal) {
       throw *refusal;
     }
-    throw CommandError(Exit::failed, failure->message);
+    throw CommandError(Exit::failed, research::withErrorLead(failure->message));
   }
   const auto* results = std::get_if<AppResolverModel::Results>(&phase);
   if (!results) {

@@ -6,13 +6,18 @@
 
 #include "AsoKit/aso_error.h"
 #include "AsoKit/json_codec.h"
+#include "AsoKit/text.h"
 #include "app/base/main_queue.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/measure_output.h"
 #include "app/cli/output.h"
 #include "app/cli/research_cli.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
+#include "app/research/app_reference.h"
+#include "app/research/app_resolver_input.h"
+#include "app/research/error_lead.h"
 #include "app/research/hint_probe_model.h"
 #include "app/research/keep_term.h"
 #include "app/research/research_texts.h"
@@ -124,7 +129,7 @@ void runHints(Context& context, const HintsArgs& args) {
     if (model.refused()) {
       throw CommandError::storeRefused(*model.failure());
     }
-    throw CommandError(model.waited() ? Exit::refused : Exit::failed, *model.failure());
+    throw CommandError(model.waited() ? Exit::refused : Exit::failed, research::withErrorLead(*model.failure()));
   }
   const auto& outcome = *model.outcome();
   nlohmann::json kept = nullptr;
@@ -172,10 +177,6 @@ void printApps(Context& context, const std::vector<asokit::AppInfo>& apps) {
     printJson(context.out(), apps);
     return;
   }
-  if (apps.empty()) {
-    context.out() << "The store knows no app by that id in this country.\n";
-    return;
-  }
   Table table({"Id", "App", "Developer", "Bundle id", "Ratings", "Average"});
   for (const auto& app : apps) {
     table.add({app.id, app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
@@ -191,6 +192,17 @@ struct LookupArgs {
   std::string country;
 };
 
+using research::AppResolverInput;
+
+// What was asked and not found ends the command with status 1, after the apps that were found.
+[[noreturn]] void missing(const std::vector<AppResolverInput>& notFound, const std::string& country) {
+  std::string text;
+  for (const auto& input : notFound) {
+    text += (text.empty() ? "" : "\n") + research::noAppText(input, country);
+  }
+  throw CommandError(Exit::failed, text);
+}
+
 void runLookup(Context& context, const LookupArgs& args) {
   if (args.ids.empty() && args.bundleId.empty()) {
     throw CommandError(Exit::usage, "Give the app ids to look up, or --bundle-id.");
@@ -198,28 +210,63 @@ void runLookup(Context& context, const LookupArgs& args) {
   if (!args.ids.empty() && !args.bundleId.empty()) {
     throw CommandError(Exit::usage, "Give app ids or --bundle-id, not both.");
   }
-  for (const auto& id : args.ids) {
-    if (id.empty() || id.find_first_not_of("0123456789") != std::string::npos) {
-      throw CommandError(Exit::usage, "“" + id + "” is not an app id: app ids are digits only.");
-    }
-  }
   const auto cancel = context.cancel().get_token();
   if (!args.bundleId.empty()) {
     requireUtf8(args.bundleId, "The bundle id");
     const auto app = context.client().lookupBundle(args.bundleId, args.country, cancel);
-    // One app or none: the app itself, or null when the store knows no app by that bundle id.
-    if (context.json) {
-      printJson(context.out(), app ? nlohmann::json(*app) : nlohmann::json(nullptr));
-      return;
-    }
     if (!app) {
-      context.out() << "The store knows no app with the bundle id " << args.bundleId << " in this country.\n";
+      missing({AppResolverInput{AppResolverInput::Kind::bundleId, args.bundleId}}, args.country);
+    }
+    // One app: the app itself, not a list.
+    if (context.json) {
+      printJson(context.out(), nlohmann::json(*app));
       return;
     }
     printApps(context, {*app});
     return;
   }
-  printApps(context, context.client().lookup(args.ids, args.country, cancel));
+  // Each app as the user has it at hand: an id, an App Store link, a bundle id, or a tracked app's name.
+  std::vector<AppResolverInput> asked;
+  std::vector<std::string> ids;
+  for (const auto& given : args.ids) {
+    requireUtf8(given, "The app");
+    const std::string text(asokit::text::trimWhitespace(given));
+    auto id = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos ? std::optional(text)
+                                                                                         : research::appStoreIdIn(text);
+    if (!id && AppResolverInput::classify(text).kind == AppResolverInput::Kind::bundleId) {
+      asked.push_back({AppResolverInput::Kind::bundleId, text});
+      continue;
+    }
+    if (!id) {
+      id = requireApp(context.store(), text).appStoreId;
+    }
+    ids.push_back(*id);
+    asked.push_back({AppResolverInput::Kind::appStoreId, *id});
+  }
+  std::vector<asokit::AppInfo> apps;
+  if (!ids.empty()) {
+    apps = context.client().lookup(ids, args.country, cancel);
+  }
+  std::vector<AppResolverInput> notFound;
+  for (const auto& input : asked) {
+    if (input.kind == AppResolverInput::Kind::bundleId) {
+      if (auto app = context.client().lookupBundle(input.text, args.country, cancel)) {
+        apps.push_back(std::move(*app));
+      } else {
+        notFound.push_back(input);
+      }
+    } else if (std::none_of(apps.begin(), apps.end(),
+                            [&](const asokit::AppInfo& app) { return app.id == input.text; })) {
+      notFound.push_back(input);
+    }
+  }
+  if (apps.empty()) {
+    missing(notFound, args.country);
+  }
+  printApps(context, apps);
+  if (!notFound.empty()) {
+    missing(notFound, args.country);
+  }
 }
 
 const bool registered = [] {
@@ -229,36 +276,42 @@ const bool registered = [] {
          auto args = std::make_shared<SearchArgs>();
          auto* sub = app.add_subcommand("search", "Search the App Store for a term, in store order");
          sub->add_option("term", args->term, "The search term, sent exactly as given")->required();
-         sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+             ->required()
+             ->check(countryCheck());
          sub->add_option("--limit", args->limit, "How many apps to show with details")->check(CLI::Range(0, 200));
          sub->callback([args, &context] { runSearch(context, *args); });
        },
        10});
-  registerCommand({"hints",
-                   [](CLI::App& app, Context& context) {
-                     auto args = std::make_shared<HintsArgs>();
-                     auto* sub = app.add_subcommand("hints", "The store's autocomplete hints for a prefix");
-                     sub->add_option("prefix", args->prefix, "The typed prefix, sent exactly as given")->required();
-                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
-                     auto* keep =
-                         sub->add_option("--keep", args->keep,
-                                         "Keep a hint for a tracked app (its id) or in a research space (space:NAME)");
-                     sub->add_option("--pick", args->pick, "The position of the hint to keep (default: the first)")
-                         ->needs(keep)
-                         ->check(hintPosition());
-                     sub->callback([args, &context] { runHints(context, *args); });
-                   },
-                   11});
-  registerCommand({"lookup",
-                   [](CLI::App& app, Context& context) {
-                     auto args = std::make_shared<LookupArgs>();
-                     auto* sub = app.add_subcommand("lookup", "Look apps up by store id or bundle id");
-                     sub->add_option("ids", args->ids, "Store ids of apps");
-                     sub->add_option("--bundle-id", args->bundleId, "A bundle identifier instead of ids");
-                     sub->add_option("--country", args->country, "Country code, e.g. us")->required();
-                     sub->callback([args, &context] { runLookup(context, *args); });
-                   },
-                   12});
+  registerCommand(
+      {"hints",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<HintsArgs>();
+         auto* sub = app.add_subcommand("hints", "The store's autocomplete hints for a prefix");
+         sub->add_option("prefix", args->prefix, "The typed prefix, sent exactly as given")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+             ->required()
+             ->check(countryCheck());
+         auto* keep = sub->add_option(
+             "--keep", args->keep,
+             "Keep a hint for a tracked app (id, link, bundle id or name) or in a research space (space:NAME)");
+         sub->add_option("--pick", args->pick, "The position of the hint to keep (default: the first)")
+             ->needs(keep)
+             ->check(hintPosition());
+         sub->callback([args, &context] { runHints(context, *args); });
+       },
+       11});
+  registerCommand(
+      {"lookup",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<LookupArgs>();
+         auto* sub = app.add_subcommand("lookup", "Look apps up by store id or bundle id");
+         sub->add_option("ids", args->ids, "Apps by store id, App Store link, bundle id or tracked name");
+         sub->add_option("--bundle-id", args->bundleId, "A bundle identifier instead of ids");
+         sub->add_option("--country", args->country, "Country code, e.g. us")->required()->check(countryCheck());
+         sub->callback([args, &context] { runLookup(context, *args); });
+       },
+       12});
   return true;
 }();
 

@@ -13,8 +13,9 @@ namespace tovra::cli {
 
 class Context;
 
-// Exit statuses of every command.
-enum class Exit : int { done = 0, failed = 1, usage = 2, refused = 3, stoppedByUser = 4 };
+// Exit statuses of every command. notAllMeasured: a run that went to its end but could not measure some
+// keywords, so a scheduler sees it without reading the report (which is printed and saved first).
+enum class Exit : int { done = 0, failed = 1, usage = 2, refused = 3, stoppedByUser = 4, notAllMeasured = 5 };
 
 // Thrown by a command to end with a status and a message for stderr (the error's own text).
 class CommandError final : public std::runtime_error {

@@ -7,6 +7,7 @@
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
 #include "app/store/dates.h"
@@ -97,9 +98,14 @@ void runChange(Context& context, const KeywordArgs& args, Change change) {
 void addChange(CLI::App& group, Context& context, const char* name, const char* help, Change change) {
   auto args = std::make_shared<KeywordArgs>();
   auto* command = group.add_subcommand(name, help);
-  command->add_option("owner", args->owner, "The app's App Store id, or space:NAME for a research space")->required();
+  command
+      ->add_option("owner", args->owner,
+                   "The app (id, App Store link, bundle id or name), or space:NAME for a research space")
+      ->required();
   command->add_option("keyword", args->keyword, "The keyword")->required();
-  command->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+  command->add_option("--country", args->country, "Storefront country code, e.g. us")
+      ->required()
+      ->check(countryCheck());
   if (change == Change::remove) {
     command->add_flag("--yes", args->yes, "Delete; without it the plan is only shown");
   }
@@ -117,15 +123,17 @@ const bool registered = registerCommand(
        auto add = std::make_shared<AddArgs>();
        auto* addCommand = group->add_subcommand(
            "add", "Add keywords to an app; commas, semicolons or new lines separate several, as in a paste");
-       addCommand->add_option("app-id", add->appStoreId, "The app's App Store id")->required();
-       addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")->required();
+       addCommand->add_option("app", add->appStoreId, "The app: id, App Store link, bundle id or name")->required();
+       addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")
+           ->required()
+           ->check(countryCheck());
        addCommand->add_option("text", add->texts, "Keywords; all arguments are read as one paste")->required();
        addCommand->fallthrough();
        addCommand->callback([add, &context] { runAdd(context, *add); });
 
        auto listed = std::make_shared<std::string>();
        auto* listCommand = group->add_subcommand("list", "The tracked keywords, of every app or of one");
-       listCommand->add_option("app-id", *listed, "Only this app's keywords");
+       listCommand->add_option("app", *listed, "Only this app's keywords");
        listCommand->fallthrough();
        listCommand->callback([listed, &context] { runList(context, *listed); });
 

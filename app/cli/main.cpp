@@ -8,6 +8,8 @@
 #include "AsoKit/aso_error.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
+#include "app/cli/usage.h"
+#include "app/research/error_lead.h"
 #include "app/research/request_gate.h"
 
 namespace {
@@ -53,9 +55,10 @@ void holdAfterRefusal(tovra::cli::Context& context, std::ostream& err) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  tovra::cli::Context context(std::cout, std::cerr);
+  tovra::cli::WatchedOutput stdoutWatched(std::cout);
+  tovra::cli::Context context(stdoutWatched, std::cerr);
   CLI::App app{"Tovra measures where apps rank in App Store search.", "tovra"};
-  app.set_version_flag("--version", std::string("tovra ") + TOVRA_VERSION);
+  app.set_version_flag("-V,--version", tovra::cli::versionText());
   app.add_option("--data-dir", context.dataDirOption, "Where the store lives (default: $XDG_DATA_HOME/Tovra)")
       ->check(CLI::Validator(
           [](std::string& dir) -> std::string {
@@ -70,34 +73,43 @@ int main(int argc, char** argv) {
     command.setup(app, context);
   }
 
+  // Before the parse: a usage error must answer in JSON when JSON was asked for, wherever --json stands.
+  const bool json = tovra::cli::asksForJson(argc, argv);
+  const auto fail = [&](Exit status, const std::string& message, const std::string& hint = "") {
+    return tovra::cli::endWithError(context, json, stdoutWatched, status, message, hint);
+  };
+  if (const auto unknown = tovra::cli::unknownCommandIn(app, argc, argv)) {
+    return fail(Exit::usage, *unknown);
+  }
+
   watchInterrupts(context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    const int code = app.exit(e);
-    return code == 0 ? 0 : static_cast<int>(Exit::usage);
-  } catch (const tovra::cli::CommandError& e) {
-    if (*e.what()) {
-      std::cerr << e.what() << "\n";
+    if (e.get_exit_code() == 0) {
+      return app.exit(e);  // --help, --version
     }
+    return fail(Exit::usage, e.what(), "Run with --help for more information.");
+  } catch (const tovra::cli::CommandError& e) {
+    const int status = fail(e.status(), e.what());
     context.salvageIfDamaged(&e);
     if (e.isStoreRefusal()) {
       holdAfterRefusal(context, std::cerr);
     }
-    return static_cast<int>(e.status());
+    return status;
   } catch (const asokit::AsoError& e) {
-    std::cerr << e.description() << "\n";
     if (!tovra::research::isRefusal(e)) {
-      return static_cast<int>(Exit::failed);
+      return fail(Exit::failed, tovra::research::withErrorLead(e.description()));
     }
+    const int status = fail(Exit::refused, tovra::research::withErrorLead(e.description()));
     holdAfterRefusal(context, std::cerr);
-    return static_cast<int>(Exit::refused);
+    return status;
   } catch (const asokit::Cancelled&) {
-    return static_cast<int>(Exit::stoppedByUser);
+    return fail(Exit::stoppedByUser, "");
   } catch (const std::exception& e) {
-    std::cerr << e.what() << "\n";
+    const int status = fail(Exit::failed, e.what());
     context.salvageIfDamaged(&e);
-    return static_cast<int>(Exit::failed);
+    return status;
   }
   if (context.salvageIfDamaged()) {
     return static_cast<int>(Exit::failed);

@@ -12,6 +12,8 @@
 #include "app/measure/measure_texts.h"
 #include "app/measure/measurement_runner.h"
 #include "app/measure/run_notification.h"
+#include "app/research/error_lead.h"
+#include "app/shell/command_line_texts.h"
 #include "app/store/store.h"
 
 namespace tovra::cli {
@@ -45,6 +47,13 @@ void printReport(Context& context, const RunReport& report) {
   }
   if (const auto failures = measure::failureRows(report); !failures.empty()) {
     out << "\nNot measured\n";
+    std::vector<std::string> messages;
+    for (const auto& failure : failures) {
+      messages.push_back(failure.message);
+    }
+    for (const auto lead : research::errorLeads(messages)) {
+      out << lead << "\n";
+    }
     Table table({"App", "Keyword", "Country", "Why"});
     for (const auto& failure : failures) {
       table.add({failure.app, failure.target.keyword, upperCountry(failure.target.country), failure.message});
@@ -140,6 +149,9 @@ void runMeasure(Context& context) {
   }
   if (report->ending == RunReport::Ending::stopped) {
     throw CommandError(Exit::stoppedByUser, "");
+  }
+  if (const auto unmeasured = report->failed + report->skipped; unmeasured > 0) {
+    throw CommandError(Exit::notAllMeasured, shell::commandLineText::notAllMeasured(unmeasured));
   }
 }
 

@@ -15,10 +15,13 @@
 #include "app/cli/measure_output.h"
 #include "app/cli/output.h"
 #include "app/cli/research_cli.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
 #include "app/measure/measurement_runner.h"
+#include "app/research/app_reference.h"
 #include "app/research/discover_model.h"
+#include "app/research/error_lead.h"
 #include "app/research/keep_term.h"
 #include "app/research/keyword_check_model.h"
 #include "app/research/research_texts.h"
@@ -54,13 +57,52 @@ struct DiscoverArgs {
   std::string country;
   std::int64_t limit = 25;
   std::string track;
+  bool mine = false;
 };
 
-// Tracks the searched term for `appStoreId`: a row of the results opens a track draft (tracking the app
-// when it is not yet), an app already tracked gets the term; both carry it from the search.
+// The app `--track` names: a row of the results by its number, an app of the results by its id or link,
+// or a tracked app however requireApp names it. Either an app of the results (`resultId`), or a tracked
+// app that is not among them.
+struct TrackTarget {
+  std::optional<std::string> resultId;
+  std::optional<store::TrackedApp> tracked;
+};
+
+TrackTarget trackTarget(Watchlist& watchlist, const research::DiscoverModel& model, const std::string& named) {
+  const auto& rows = model.results();
+  // Row numbers stay below the largest --limit; App Store ids are far longer.
+  if (!named.empty() && named.size() <= 3 && named.find_first_not_of("0123456789") == std::string::npos) {
+    const auto row = std::stoul(named);
+    if (row < 1 || row > rows.size()) {
+      throw CommandError(Exit::usage, fmt::format("There is no row {} to track: the results have {} {}.", named,
+                                                  rows.size(), rows.size() == 1 ? "row" : "rows"));
+    }
+    return {rows[row - 1].id, std::nullopt};
+  }
+  const auto inResults = [&](const std::string& id) {
+    return std::any_of(rows.begin(), rows.end(), [&](const asokit::RankedApp& app) { return app.id == id; });
+  };
+  if (const auto id = research::appStoreIdIn(named); id && inResults(*id)) {
+    return {*id, std::nullopt};
+  }
+  auto app = requireApp(watchlist.store(), named);
+  if (inResults(app.appStoreId)) {
+    return {app.appStoreId, std::nullopt};
+  }
+  return {std::nullopt, std::move(app)};
+}
+
+// Tracks the searched term for the app `--track` names: an app of the results opens a track draft
+// (tracking the app when it is not yet), a tracked app elsewhere gets the term; both carry it from the
+// search. An app's "mine" mark changes only with --mine, which sets it.
 std::string trackFromDiscover(Watchlist& watchlist, const research::DiscoverModel& model, Context& context,
-                              const std::string& appStoreId, nlohmann::json& json) {
-  if (auto draft = model.openTrackDraft(appStoreId, context.monotonic())) {
+                              const std::string& named, bool mine, nlohmann::json& json) {
+  const auto target = trackTarget(watchlist, model, named);
+  if (target.resultId) {
+    auto draft = model.openTrackDraft(*target.resultId, context.monotonic());
+    if (mine) {
+      draft->setIsMine(true);
+    }
     store::WatchlistWriter::Receipt receipt;
     watchlist.edit([&] { receipt = research::confirmTrackDraft(watchlist.store(), watchlist.writer(), *draft); });
     const auto kept = research::keptByTrackDraft(receipt, *model.searchedTerm(), *model.searchedCountry());
@@ -69,9 +111,13 @@ std::string trackFromDiscover(Watchlist& watchlist, const research::DiscoverMode
             {"alreadyAdded", kept.alreadyThere}};
     return research::trackedText(receipt, kept);
   }
-  const auto app = requireApp(watchlist.store(), appStoreId);
+  auto app = *target.tracked;
   research::KeptTerm kept;
   watchlist.edit([&] {
+    if (mine && !app.isMine) {
+      app.isMine = true;
+      watchlist.store().apps().update(app);
+    }
     kept = research::keepTerm(watchlist.writer(), research::KeepTarget{app}, *model.searchedTerm(),
                               *model.searchedCountry(), store::KeywordProvenance::carriedFromSearch);
   });
@@ -98,15 +144,15 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
   }
   if (model.failure()) {
     const auto lines = model.statusLines();
-    const auto text = fmt::format("{}", fmt::join(lines, "\n"));
+    const auto text = research::withErrorLead(fmt::format("{}", fmt::join(lines, "\n")));
     throw model.refused() ? CommandError::storeRefused(text) : CommandError(Exit::failed, text);
   }
 
   nlohmann::json tracked = nullptr;
   std::optional<std::string> trackLine;
   if (!args.track.empty()) {
-    trackLine =
-        trackFromDiscover(watchlist, model, context, std::string(asokit::text::trimWhitespace(args.track)), tracked);
+    trackLine = trackFromDiscover(watchlist, model, context, std::string(asokit::text::trimWhitespace(args.track)),
+                                  args.mine, tracked);
   }
 
   if (context.json) {
@@ -218,10 +264,10 @@ void runSignals(Context& context, const SignalsArgs& args) {
   }
   const auto problems = research::signalsProblems(summary, check.saveFailure());
   if (summary.halted) {
-    throw CommandError(Exit::refused, fmt::format("{}", fmt::join(problems, "\n")));
+    throw CommandError(Exit::refused, research::withErrorLead(fmt::format("{}", fmt::join(problems, "\n"))));
   }
   if (!problems.empty()) {
-    throw CommandError(Exit::failed, fmt::format("{}", fmt::join(problems, "\n")));
+    throw CommandError(Exit::failed, research::withErrorLead(fmt::format("{}", fmt::join(problems, "\n"))));
   }
 }
 
@@ -299,7 +345,7 @@ void runCheck(Context& context, const CheckArgs& args) {
   } else {
     auto& out = context.out();
     out << research::checkHeadline(app.displayName, keyword, country) << "\n";
-    out << text << "\n";
+    out << research::withErrorLead(text) << "\n";
     if (kept) {
       out << research::checkTrackedText(*kept, app) << "\n";
     }
@@ -329,10 +375,14 @@ const bool registered = [] {
          auto* sub = app.add_subcommand("discover",
                                         "The App Store's own results for a term, in its order, kept as a saved search");
          sub->add_option("term", args->term, "The search term")->required();
-         sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+             ->required()
+             ->check(countryCheck());
          sub->add_option("--limit", args->limit, "How many results to show with details")->check(CLI::Range(1, 200));
-         sub->add_option("--track", args->track,
-                         "Track the term for this app (a row of the results, or a tracked app)");
+         auto* track = sub->add_option(
+             "--track", args->track,
+             "Track the term for an app: a row number of the results, or an app (id, link, bundle id or name)");
+         sub->add_flag("--mine", args->mine, "With --track: mark the app as yours")->needs(track);
          sub->callback([args, &context] { runDiscover(context, *args); });
        },
        60});
@@ -342,23 +392,28 @@ const bool registered = [] {
                      auto* sub = app.add_subcommand(
                          "signals", "Difficulty and autocomplete reach of a keyword, with at most 5 hint probes");
                      sub->add_option("keyword", args->keyword, "The keyword")->required();
-                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
+                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+                         ->required()
+                         ->check(countryCheck());
                      sub->add_flag("--explain", args->explain, "Say how the signals are read");
                      sub->callback([args, &context] { runSignals(context, *args); });
                    },
                    61});
-  registerCommand({"check",
-                   [](CLI::App& app, Context& context) {
-                     auto args = std::make_shared<CheckArgs>();
-                     auto* sub = app.add_subcommand(
-                         "check", "Check once where a tracked app ranks for a keyword, with one request");
-                     sub->add_option("app", args->appStoreId, "The tracked app's App Store id")->required();
-                     sub->add_option("keyword", args->keyword, "The keyword")->required();
-                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")->required();
-                     sub->add_flag("--track", args->track, "Track the keyword for the app after the check");
-                     sub->callback([args, &context] { runCheck(context, *args); });
-                   },
-                   62});
+  registerCommand(
+      {"check",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<CheckArgs>();
+         auto* sub =
+             app.add_subcommand("check", "Check once where a tracked app ranks for a keyword, with one request");
+         sub->add_option("app", args->appStoreId, "The tracked app: id, App Store link, bundle id or name")->required();
+         sub->add_option("keyword", args->keyword, "The keyword")->required();
+         sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+             ->required()
+             ->check(countryCheck());
+         sub->add_flag("--track", args->track, "Track the keyword for the app after the check");
+         sub->callback([args, &context] { runCheck(context, *args); });
+       },
+       62});
   return true;
 }();
 

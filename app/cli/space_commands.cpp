@@ -10,9 +10,11 @@
 #include "app/cli/command.h"
 #include "app/cli/context.h"
 #include "app/cli/output.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
 #include "app/measure/measure_texts.h"
+#include "app/research/space_names.h"
 #include "app/store/dates.h"
 #include "app/store/keyword_draft.h"
 #include "app/store/store.h"
@@ -33,6 +35,9 @@ nlohmann::json spaceJson(store::Store& store, const store::ResearchSpace& space)
 void runCreate(Context& context, const std::string& name, const std::string& note, bool hasNote) {
   requireUtf8Texts({name, note}, "The text");
   Watchlist watchlist(context);
+  if (const auto taken = research::spacesNamed(watchlist.store(), research::spaceNameToStore(name)); !taken.empty()) {
+    throw CommandError(Exit::failed, research::spaceNameTakenText(taken.front().name));
+  }
   store::ResearchSpace space;
   watchlist.edit([&] {
     space = watchlist.writer().createSpace(store::randomUuid(), name, hasNote ? std::optional(note) : std::nullopt);
@@ -48,6 +53,11 @@ void runRename(Context& context, const std::string& which, const std::string& ne
   requireUtf8(newName, "The name");
   Watchlist watchlist(context);
   const auto space = requireSpace(watchlist.store(), which);
+  for (const auto& other : research::spacesNamed(watchlist.store(), newName)) {
+    if (other.rowId != space.rowId) {
+      throw CommandError(Exit::failed, research::spaceNameTakenText(other.name));
+    }
+  }
   auto& editor = watchlist.editor();
   editor.beginRename(space);
   editor.setDraftName(newName);
@@ -217,7 +227,9 @@ void addSpaceCommands(CLI::App& group, Context& context) {
   auto park = std::make_shared<ParkArgs>();
   auto* parkCommand = group.add_subcommand("park", "Keep keywords in a research space; a paste like keywords add");
   parkCommand->add_option("space", park->space, "The space's name or id")->required();
-  parkCommand->add_option("--country", park->country, "Storefront country code, e.g. us")->required();
+  parkCommand->add_option("--country", park->country, "Storefront country code, e.g. us")
+      ->required()
+      ->check(countryCheck());
   parkCommand->add_option("text", park->texts, "Keywords; all arguments are read as one paste")->required();
   parkCommand->callback([park, &context] { runPark(context, *park); });
 
@@ -225,14 +237,18 @@ void addSpaceCommands(CLI::App& group, Context& context) {
   auto* unparkCommand = group.add_subcommand("unpark", "Remove a keyword parked in a research space");
   unparkCommand->add_option("space", unpark->space, "The space's name or id")->required();
   unparkCommand->add_option("keyword", unpark->keyword, "The keyword")->required();
-  unparkCommand->add_option("--country", unpark->country, "Storefront country code, e.g. us")->required();
+  unparkCommand->add_option("--country", unpark->country, "Storefront country code, e.g. us")
+      ->required()
+      ->check(countryCheck());
   unparkCommand->callback([unpark, &context] { runUnpark(context, *unpark); });
 
   auto graduate = std::make_shared<GraduateArgs>();
   auto* graduateCommand = group.add_subcommand("graduate", "Move a space's keywords onto an app and track it");
   graduateCommand->add_option("space", graduate->space, "The space's name or id")->required();
   graduateCommand->add_option("input", graduate->input, "App name, URL, ID, or bundle ID")->required();
-  graduateCommand->add_option("--country", graduate->country, "Storefront country code, e.g. us")->required();
+  graduateCommand->add_option("--country", graduate->country, "Storefront country code, e.g. us")
+      ->required()
+      ->check(countryCheck());
   graduateCommand->add_flag("--mine", graduate->mine, "Mark the app as yours");
   graduate->pickOption = graduateCommand->add_option("--pick", graduate->pick, "Which of several results (1 = first)");
   graduateCommand->callback([graduate, &context] { runGraduate(context, *graduate); });

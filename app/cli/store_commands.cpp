@@ -104,18 +104,49 @@ void runCheck(Context& context) {
   }
 }
 
-void runExport(Context& context, const std::string& output) {
-  auto& store = context.store();
-  const auto now = context.wall().now();
+struct ExportArgs {
+  std::string output;
+  bool force = false;
+};
+
+// The file to write: the named one, or the proposed name in the named folder (the current one by
+// default). A named file that exists is replaced only with --force; the proposed name is never replaced:
+// a second export of the day gets a number instead.
+fs::path exportTarget(Context& context, const ExportArgs& args, asokit::WallTime now) {
   const std::string proposed = store::proposedExportFileName(now, context.services().localTime());
-  fs::path target = output.empty() ? fs::path(proposed) : fs::path(output);
   std::error_code error;
-  if (fs::is_directory(target, error)) {
-    target /= proposed;
+  fs::path target = args.output.empty() ? fs::path(proposed) : fs::path(args.output);
+  const bool named = !args.output.empty() && !fs::is_directory(target, error);
+  if (!named) {
+    const auto folder = args.output.empty() ? fs::path() : target;
+    target = folder / proposed;
+    for (int number = 2; fs::exists(target, error); ++number) {
+      target = folder / store::numberedExportFileName(proposed, number);
+    }
+  } else if (fs::exists(target, error) && !args.force) {
+    throw CommandError(Exit::failed,
+                       target.string() + " already exists; nothing was written. Add --force to replace it.");
   }
   if (auto absolute = fs::absolute(target, error); !error) {
     target = std::move(absolute);
   }
+  return target;
+}
+
+void runExport(Context& context, const ExportArgs& args) {
+  auto& store = context.store();
+  const auto now = context.wall().now();
+  if (args.output == "-") {
+    // The export itself is the output; --json changes nothing, it is JSON already.
+    try {
+      store::exportStore(store, now, [&](std::string_view chunk) { context.out() << chunk; });
+    } catch (const store::StoreError& failure) {
+      throw CommandError(Exit::failed, failure.description());
+    }
+    context.out() << std::flush;
+    return;
+  }
+  const auto target = exportTarget(context, args, now);
   try {
     store::exportStoreToFile(store, now, target);
   } catch (const store::StoreError& failure) {
@@ -150,15 +181,16 @@ const bool registered = [] {
                    80});
   registerCommand({"export",
                    [](CLI::App& app, Context& context) {
-                     auto output = std::make_shared<std::string>();
+                     auto args = std::make_shared<ExportArgs>();
                      auto* sub = app.add_subcommand(
                          "export", "Write the whole store as one JSON file; nothing is asked of the App Store");
-                     sub->add_option("-o,--output", *output,
-                                     "The file to write, or a folder for the proposed name "
+                     sub->add_option("-o,--output", args->output,
+                                     "The file to write, - for standard output, or a folder for the proposed name "
                                      "(default: tovra-export-<local date>.json in the current folder)");
+                     sub->add_flag("--force", args->force, "Replace the file named with -o when it exists");
                      // The two texts shown beside the export action: it is local only, and why it is JSON.
                      sub->footer(std::string(store::kExportLocalOnly) + "\n\n" + std::string(store::kExportWhyJson));
-                     sub->callback([output, &context] { runExport(context, *output); });
+                     sub->callback([args, &context] { runExport(context, *args); });
                    },
                    81});
   return true;

@@ -7,11 +7,13 @@
 #include "app/cli/context.h"
 #include "app/cli/measure_output.h"
 #include "app/cli/output.h"
+#include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/measure/keyword_history.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_report.h"
 #include "app/measure/today_board.h"
+#include "app/research/error_lead.h"
 #include "app/store/dates.h"
 #include "app/store/store.h"
 
@@ -24,6 +26,7 @@ struct TodayArgs {
   std::vector<std::string> review;    // APP_ID KEYWORD
   std::vector<std::string> unreview;  // APP_ID KEYWORD
   std::string country;
+  std::string app;  // only this app's keywords
 };
 
 void printRows(Context& context, const store::LocalTimeFormat& localTime, const std::string& heading,
@@ -62,6 +65,13 @@ void printQueue(Context& context, const store::LocalTimeFormat& localTime, const
   printRows(context, localTime, "Held", queue.held);
   if (!queue.notMeasured.empty()) {
     out << "\nNot measured in the last run (" << queue.notMeasured.size() << ")\n";
+    std::vector<std::string> reasons;
+    for (const auto& row : queue.notMeasured) {
+      reasons.push_back(row.reason);
+    }
+    for (const auto lead : research::errorLeads(reasons)) {
+      out << lead << "\n";
+    }
     Table table({"Keyword", "Country", "App", "Why"});
     for (const auto& row : queue.notMeasured) {
       table.add({row.keyword, upperCountry(row.country), row.appLabel, row.reason});
@@ -119,10 +129,18 @@ void runToday(Context& context, const TodayArgs& args) {
       context.out() << fmt::format("Took back the review mark of {} for {}.\n", label, day);
     }
   }
+  std::optional<std::string> appStoreId;
+  if (!args.app.empty()) {
+    appStoreId = requireApp(context.store(), args.app).appStoreId;
+  }
+  // With --review or --unreview, --country names the keyword's country and the whole queue is shown.
+  const bool marks = !args.review.empty() || !args.unreview.empty();
+  const auto queue = measure::narrowedQueue(
+      board.queue(), args.country.empty() || marks ? std::nullopt : std::optional(args.country), appStoreId);
   if (context.json) {
-    printJson(context.out(), toJson(board.queue()));
+    printJson(context.out(), toJson(queue));
   } else {
-    printQueue(context, context.services().localTime(), board.queue());
+    printQueue(context, context.services().localTime(), queue);
   }
 }
 
@@ -197,25 +215,30 @@ const bool registered = [] {
                      auto* sub = app.add_subcommand("today", "The today queue: latest ranks, biggest moves first");
                      auto* review = sub->add_option("--review", args->review, "Mark a keyword's day reviewed")
                                         ->expected(2)
-                                        ->type_name("APP_ID KEYWORD");
+                                        ->type_name("APP KEYWORD");
                      auto* unreview = sub->add_option("--unreview", args->unreview, "Take a review mark back")
                                           ->expected(2)
-                                          ->type_name("APP_ID KEYWORD");
+                                          ->type_name("APP KEYWORD");
                      review->excludes(unreview);
-                     sub->add_option("--country", args->country, "The keyword's storefront country code");
+                     sub->add_option("--country", args->country,
+                                     "Only this country's keywords; with --review, the keyword's country instead")
+                         ->check(countryCheck());
+                     sub->add_option("--app", args->app,
+                                     "Only this app's keywords (id, bundle id, App Store link or name)");
                      sub->callback([args, &context] { runToday(context, *args); });
                    },
                    41});
-  registerCommand({"history",
-                   [](CLI::App& app, Context& context) {
-                     auto args = std::make_shared<HistoryArgs>();
-                     auto* sub = app.add_subcommand("history", "One keyword's readings, day by day");
-                     sub->add_option("app", args->appStoreId, "The app's App Store id")->required();
-                     sub->add_option("keyword", args->keyword, "The tracked keyword")->required();
-                     sub->add_option("--country", args->country, "Storefront country code")->required();
-                     sub->callback([args, &context] { runHistory(context, *args); });
-                   },
-                   42});
+  registerCommand(
+      {"history",
+       [](CLI::App& app, Context& context) {
+         auto args = std::make_shared<HistoryArgs>();
+         auto* sub = app.add_subcommand("history", "One keyword's readings, day by day");
+         sub->add_option("app", args->appStoreId, "The app: id, App Store link, bundle id or name")->required();
+         sub->add_option("keyword", args->keyword, "The tracked keyword")->required();
+         sub->add_option("--country", args->country, "Storefront country code")->required()->check(countryCheck());
+         sub->callback([args, &context] { runHistory(context, *args); });
+       },
+       42});
   return true;
 }();
 

@@ -12,8 +12,10 @@
 #include "app/cli/context.h"
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
+#include "app/research/app_reference.h"
 #include "app/research/keyword_list_parser.h"
 #include "app/research/research_texts.h"
+#include "app/research/space_names.h"
 #include "app/store/keyword_draft.h"
 #include "app/store/store.h"
 
@@ -52,15 +54,25 @@ void requireUtf8Texts(const std::vector<std::string>& texts, std::string_view wh
   }
 }
 
-store::TrackedApp requireApp(store::Store& store, std::string_view appStoreId) {
-  requireUtf8(appStoreId, "The app id");
-  const auto id = asokit::text::trimWhitespace(appStoreId);
-  if (auto app = store.apps().findByAppStoreId(id)) {
-    return *app;
+store::TrackedApp requireApp(store::Store& store, std::string_view app) {
+  requireUtf8(app, "The app");
+  const auto match = research::findTrackedApp(store, app);
+  if (match.app) {
+    return *match.app;
   }
+  if (!match.named.empty()) {
+    throw failed(research::ambiguousAppText(app, match.named));
+  }
+  if (match.byId) {
+    throw failed(
+        fmt::format("No tracked app has the App Store id “{}”. Track it first with: tovra app add {} --country CC",
+                    match.id, match.id));
+  }
+  const auto text = asokit::text::trimWhitespace(app);
   throw failed(
-      fmt::format("No tracked app has the App Store id “{}”. Track it first with: tovra app add {} --country CC", id,
-                  id.empty() ? "ID" : id));
+      fmt::format("No tracked app is called “{}” or has that bundle id. Name an app by its App Store id, bundle "
+                  "id, App Store link or name; track one with: tovra app add {} --country CC",
+                  text, text.empty() ? "NAME" : text));
 }
 
 store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId) {
@@ -69,12 +81,7 @@ store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId
   if (auto space = store.spaces().findById(wanted)) {
     return *space;
   }
-  std::vector<store::ResearchSpace> named;
-  for (auto& space : store.spaces().all()) {
-    if (space.name == wanted) {
-      named.push_back(std::move(space));
-    }
-  }
+  const auto named = research::spacesNamed(store, wanted);
   if (named.size() == 1) {
     return named.front();
   }

@@ -40,14 +40,16 @@ std::string requireCountry(std::string_view country);
 // Refuses anything but well-formed UTF-8 in each text (usage error).
 void requireUtf8Texts(const std::vector<std::string>& texts, std::string_view what);
 
-store::TrackedApp requireApp(store::Store& store, std::string_view appStoreId);
-// By its id, else by its name (exact after trimming); several spaces of one name must be named by id.
+// A tracked app named as the user has it at hand: App Store id, App Store link, bundle id or name
+// (research::findTrackedApp); a name several apps share ends the command listing their ids.
+store::TrackedApp requireApp(store::Store& store, std::string_view app);
+// By its id, else by its name whatever its letter case; several spaces of one name must be named by id.
 store::ResearchSpace requireSpace(store::Store& store, std::string_view nameOrId);
 
 // "the research space “NAME”"
 std::string spaceLabel(const store::ResearchSpace& space);
 
-// Who a keyword belongs to on the command line: an app by its App Store id, or "space:NAME".
+// Who a keyword belongs to on the command line: an app (as requireApp names it), or "space:NAME".
 struct Owner {
   std::optional<store::TrackedApp> app;
   std::optional<store::ResearchSpace> space;

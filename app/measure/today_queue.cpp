@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "AsoKit/lookup.h"
+#include "app/base/keyword_key.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_report.h"
 
@@ -333,6 +334,23 @@ TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar
   if (markStillThere) {
     queue.undoableMark = undoableMark;
   }
+  return queue;
+}
+
+TodayQueue narrowedQueue(TodayQueue queue, const std::optional<std::string>& country,
+                         const std::optional<std::string>& appStoreId) {
+  const auto wantedCountry = country ? std::optional(base::normalizedCountry(*country)) : std::nullopt;
+  const auto keep = [&](const auto& row) {
+    return (!wantedCountry || base::normalizedCountry(row.country) == *wantedCountry) &&
+           (!appStoreId || row.appStoreId == *appStoreId);
+  };
+  const auto narrow = [&](auto& rows) { std::erase_if(rows, [&](const auto& row) { return !keep(row); }); };
+  narrow(queue.pending);
+  narrow(queue.reviewed);
+  narrow(queue.held);
+  narrow(queue.notMeasured);
+  narrow(queue.notMeasuredYet);
+  narrow(queue.paused);
   return queue;
 }
 

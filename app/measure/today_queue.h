@@ -129,6 +129,11 @@ std::string summaryLine(const TodayQueue& queue);
 // user's zone; "No run has finished yet." before the first run.
 std::string lastRunLine(const TodayQueue& queue, const store::LocalTimeFormat& localTime);
 
+// The queue narrowed to the keywords of one country (trimmed, lower-cased) and of one app (its App Store
+// id), each when given: every list keeps only their rows, in its order. The last run's figures stay the run's.
+TodayQueue narrowedQueue(TodayQueue queue, const std::optional<std::string>& country,
+                         const std::optional<std::string>& appStoreId);
+
 // Builds the queue from a snapshot, taking its texts over; `undoableMark` is kept while the store still
 // holds it.
 TodayQueue buildTodayQueue(store::TodaySnapshot snapshot, const asokit::Calendar& calendar,

@@ -252,6 +252,15 @@ std::string proposedExportFileName(asokit::WallTime now, const LocalTimeFormat& 
   return "tovra-export-" + localTime.date(now) + ".json";
 }
 
+std::string numberedExportFileName(std::string_view proposed, int number) {
+  if (number <= 1) {
+    return std::string(proposed);
+  }
+  constexpr std::string_view kExtension = ".json";
+  const auto stem = proposed.ends_with(kExtension) ? proposed.substr(0, proposed.size() - kExtension.size()) : proposed;
+  return std::string(stem) + "-" + std::to_string(number) + std::string(kExtension);
+}
+
 void exportStore(Store& store, asokit::WallTime exportedAt, const std::function<void(std::string_view)>& sink) {
   // One snapshot for the whole file: a run that another process writes meanwhile is either entirely in
   // the file or not at all.

@@ -142,6 +142,10 @@ std::string exportGeneratedBy();
 // "tovra-export-" + the local date of `now` ("2025-01-14") + ".json".
 std::string proposedExportFileName(asokit::WallTime now, const LocalTimeFormat& localTime);
 
+// The name of a further export into a folder that already holds the proposed one: "-" and `number`
+// before ".json" ("tovra-export-2025-01-14-2.json"); number 1 is the proposed name itself.
+std::string numberedExportFileName(std::string_view proposed, int number);
+
 // Writes the whole store to `sink` in chunks. Throws StoreError when the store cannot be read; whatever
 // the sink throws ends the export.
 void exportStore(Store& store, asokit::WallTime exportedAt, const std::function<void(std::string_view)>& sink);

@@ -135,12 +135,12 @@ TEST_F(ClientCliTest, LookupByIdsAndByBundleId) {
   EXPECT_EQ(json::parse(byBundle.out)["id"], "6443120871");  // one app, not a list
   EXPECT_EQ(h.requests("lookup")[1].query, "bundleId=com.brightside.lumen&country=us&lang=en_us");
   const auto noBundle = h.run({"--json", "lookup", "--bundle-id", "com.nobody.here", "--country", "us"});
-  ASSERT_EQ(noBundle.exitCode, 0) << describe(noBundle);
-  EXPECT_EQ(json::parse(noBundle.out), nullptr);
+  ASSERT_EQ(noBundle.exitCode, 1) << describe(noBundle);
+  EXPECT_EQ(json::parse(noBundle.out)["exitStatus"], 1);
 
   const auto unknown = h.run({"lookup", "42424242", "--country", "us"});
-  EXPECT_EQ(unknown.exitCode, 0) << describe(unknown);
-  EXPECT_THAT(unknown.out, HasSubstr("knows no app"));
+  EXPECT_EQ(unknown.exitCode, 1) << describe(unknown);
+  EXPECT_THAT(unknown.err, HasSubstr("The App Store has no app with the id 42424242"));
 }
 
 struct FailureCase {
@@ -167,20 +167,30 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         FailureCase{"UnknownStorefront",
                     {"search", "x", "--country", "uk"},
-                    1,
-                    "bilinmeyen storefront 'uk' — X-Apple-Store-Front tablosunda yok. ",
+                    2,
+                    "--country: unknown country 'uk' — did you mean gb?\ntovra countries lists the 27 codes",
                     0},
-        FailureCase{"EmptyStorefront", {"hints", "x", "--country", ""}, 1, "bilinmeyen storefront '' — ", 0},
-        FailureCase{
-            "NotFoundIsNotRetried", {"search", "gone", "--country", "us"}, 1, "HTTP 404 — https://127.0.0.1:", 1},
+        FailureCase{"EmptyStorefront",
+                    {"hints", "x", "--country", ""},
+                    2,
+                    "--country: unknown country '' — not one of the 27 App Store countries",
+                    0},
+        // The client's own words follow one plain line that says what happened and what to do.
+        FailureCase{"NotFoundIsNotRetried",
+                    {"search", "gone", "--country", "us"},
+                    1,
+                    "The App Store answered with an error; try again later.\nHTTP 404 — https://127.0.0.1:",
+                    1},
         FailureCase{"ReshapedSearch",
                     {"search", "odd", "--country", "us"},
                     1,
-                    "cevap şekli tanınmadı: 'bubbles' yok (uç değişmiş olabilir — sessiz sıfır döndürmüyorum)",
+                    "The App Store's answer could not be read; try again later.\ncevap şekli tanınmadı: 'bubbles' yok "
+                    "(uç değişmiş olabilir — sessiz sıfır döndürmüyorum)",
                     1},
         FailureCase{"JsonWhereAPlistBelongs",
                     {"hints", "json", "--country", "us"},
                     1,
+                    "The App Store's answer could not be read; try again later.\n"
                     "cevap şekli tanınmadı: hints: kök plist sözlüğü değil",
                     1},
         FailureCase{"MissingCountryIsUsage", {"search", "x"}, 2, "--country is required", 0},
@@ -189,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(
                     2,
                     "Give app ids or --bundle-id, not both.",
                     0},
-        FailureCase{"NotAnId", {"lookup", "12x", "--country", "us"}, 2, "“12x” is not an app id", 0},
+        FailureCase{"NotAnId", {"lookup", "12x", "--country", "us"}, 1, "No tracked app is called “12x”", 0},
         FailureCase{
             "LookupWithoutIds", {"lookup", "--country", "us"}, 2, "Give the app ids to look up, or --bundle-id.\n", 0},
         FailureCase{"PickZero",
@@ -218,7 +228,12 @@ TEST_P(ClientCliDuringAHold, ExitsThreeWithoutARequest) {
     }
     const auto r = h.run(args);
     EXPECT_EQ(r.exitCode, 3) << describe(r);
-    EXPECT_TRUE(r.out.empty()) << describe(r);
+    // A script that asked for JSON reads the error as JSON; a person reads it on stderr either way.
+    if (machine) {
+      EXPECT_EQ(json::parse(r.out)["exitStatus"], 3) << describe(r);
+    } else {
+      EXPECT_TRUE(r.out.empty()) << describe(r);
+    }
     EXPECT_FALSE(r.err.empty()) << describe(r);
   }
   EXPECT_TRUE(h.requests().empty());

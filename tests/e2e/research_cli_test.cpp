@@ -155,9 +155,9 @@ TEST_F(ResearchCliTest, DiscoverTracksTheTermCarriedFromTheSearch) {
   const auto again = ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
   EXPECT_THAT(again.out, HasSubstr("was already added to App 3"));
 
-  const auto unknown = h.run({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "42"});
+  const auto unknown = h.run({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "4242424"});
   EXPECT_EQ(unknown.exitCode, 1) << describe(unknown);
-  EXPECT_THAT(unknown.err, HasSubstr("No tracked app has the App Store id “42”"));
+  EXPECT_THAT(unknown.err, HasSubstr("No tracked app has the App Store id “4242424”"));
 }
 
 TEST_F(ResearchCliTest, HintsAreKeptAndServedFromTheStoreTheSameDay) {
@@ -328,7 +328,7 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, ResearchCliBadInput,
     ::testing::Values(BadKeywordCase{"BlankSignals", {"signals", "   ", "--country", "us"}, 2, "The keyword is blank."},
                       BadKeywordCase{"BlankDiscover", {"discover", " \t", "--country", "us"}, 2, "The term is blank."},
-                      BadKeywordCase{"UnknownCountry", {"signals", "x", "--country", "xx"}, 1, "bilinmeyen storefront"},
+                      BadKeywordCase{"UnknownCountry", {"signals", "x", "--country", "xx"}, 2, "unknown country 'xx'"},
                       BadKeywordCase{"CheckUntrackedApp",
                                      {"check", "555", "x", "--country", "us"},
                                      1,

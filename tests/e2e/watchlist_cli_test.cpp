@@ -329,10 +329,8 @@ INSTANTIATE_TEST_SUITE_P(
                 {"keywords", "add", "1000000001", "--country", "us", "collage," + kLong},
                 1,
                 "1 already added · 1 longer than 100 characters\nNothing was added."},
-        BadCase{"UnknownCountry",
-                {"keywords", "add", "1000000001", "--country", "zz", "maps"},
-                1,
-                "bilinmeyen storefront 'zz'"},
+        BadCase{
+            "UnknownCountry", {"keywords", "add", "1000000001", "--country", "zz", "maps"}, 2, "unknown country 'zz'"},
         BadCase{"UnknownAppId", {"app", "add", "999999999", "--country", "us"}, 1, "no app with the id 999999999"},
         BadCase{"UntrackedAppId",
                 {"keywords", "add", "1000000003", "--country", "us", "maps"},

@@ -282,5 +282,41 @@ TEST_F(TodayBoardTest, ARowsHistoryHoldsTheMonthBeforeTheLastRunsDay) {
   EXPECT_EQ(oldRow->change, TodayChange::rose(2)) << "the change comes from the two newest readings";
 }
 
+TEST(NarrowedQueueTest, KeepsOnlyTheRowsOfTheCountryAndTheAppInEveryList) {
+  TodayQueue queue;
+  queue.queryCount = 9;
+  const auto row = [](std::string country, std::string app) {
+    TodayRow r;
+    r.country = std::move(country);
+    r.appStoreId = std::move(app);
+    return r;
+  };
+  queue.pending = {row("us", "1"), row("de", "1"), row("us", "2")};
+  queue.reviewed = {row("de", "2")};
+  queue.held = {row("us", "1")};
+  queue.notMeasured = {NotMeasuredRow{1, "maps", "us", "2", "B", store::RunOutcomeStatus::failed, "x"}};
+  queue.notMeasuredYet = {WaitingRow{2, {}, "maps", "de", "1", "A"}};
+  queue.paused = {WaitingRow{3, {}, "maps", "us", "1", "A"}};
+
+  const auto us = narrowedQueue(queue, " US", std::nullopt);
+  EXPECT_EQ(us.pending.size(), 2u);
+  EXPECT_TRUE(us.reviewed.empty());
+  EXPECT_EQ(us.held.size(), 1u);
+  EXPECT_EQ(us.notMeasured.size(), 1u);
+  EXPECT_TRUE(us.notMeasuredYet.empty());
+  EXPECT_EQ(us.paused.size(), 1u);
+  EXPECT_EQ(us.queryCount, 9) << "the last run's figures stay the run's";
+
+  const auto usOfApp1 = narrowedQueue(queue, "us", "1");
+  ASSERT_EQ(usOfApp1.pending.size(), 1u);
+  EXPECT_EQ(usOfApp1.pending[0].appStoreId, "1");
+  EXPECT_TRUE(usOfApp1.notMeasured.empty());
+  EXPECT_EQ(summaryLine(usOfApp1), "2 keywords · 2 change unknown");
+
+  const auto all = narrowedQueue(queue, std::nullopt, std::nullopt);
+  EXPECT_EQ(all.pending.size(), 3u);
+  EXPECT_EQ(all.notMeasuredYet.size(), 1u);
+}
+
 }  // namespace
 }  // namespace tovra::measure

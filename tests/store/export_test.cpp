@@ -190,6 +190,12 @@ TEST(ExportNameTest, TheProposedNameUsesTheLocalDate) {
             "tovra-export-2025-01-13.json");
 }
 
+TEST(ExportNameTest, AFurtherExportOfTheDayIsNumberedBeforeTheExtension) {
+  EXPECT_EQ(numberedExportFileName("tovra-export-2025-01-14.json", 1), "tovra-export-2025-01-14.json");
+  EXPECT_EQ(numberedExportFileName("tovra-export-2025-01-14.json", 2), "tovra-export-2025-01-14-2.json");
+  EXPECT_EQ(numberedExportFileName("tovra-export-2025-01-14.json", 12), "tovra-export-2025-01-14-12.json");
+}
+
 class ExportFileTest : public ::testing::Test {
  protected:
   testing::TempDir dir;
