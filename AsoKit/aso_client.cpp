@@ -283,6 +283,8 @@ SearchOutcome AsoClient::searchLocked(const std::string& term, const std::string
       app.artworkUrl512 = info->second.artworkUrl512;
       app.ratingCount = info->second.userRatingCount;
       app.averageRating = info->second.averageUserRating;
+      app.version = info->second.version;
+      app.versionReleasedAt = info->second.versionReleasedAt;
     } else {
       const auto name = result.names.find(head[i]);
       app.name = name == result.names.end() ? "?" : name->second;
