@@ -55,6 +55,7 @@ shoot() {
 }
 
 shoot main-window
+shoot today ctrl+1 Tab Down Down
 shoot command-palette ctrl+k g space t
 shoot run-sheet ctrl+r
 shoot settings ctrl+k o p e n space s e t Return

@@ -69,6 +69,12 @@ void TodayDelegate::paintBadge(QPainter* painter, const QStyleOptionViewItem& op
   } else if (kind == Kind::accumulating || kind == Kind::unknownChange) {
     accent = opt.palette.color(QPalette::PlaceholderText);
   }
+  // On a selected row the badge takes the selection's text colour, so it reads on the highlight.
+  if (opt.state & QStyle::State_Selected) {
+    accent = opt.palette.color(QPalette::HighlightedText);
+    fill = accent;
+    fill.setAlpha(56);
+  }
   const QFontMetrics metrics(opt.font);
   const int width = std::min(metrics.horizontalAdvance(text) + 16, opt.rect.width() - 8);
   const QRect pill(opt.rect.left() + 4, opt.rect.center().y() - metrics.height() / 2 - 2, width, metrics.height() + 4);
@@ -77,9 +83,7 @@ void TodayDelegate::paintBadge(QPainter* painter, const QStyleOptionViewItem& op
   painter->setPen(Qt::NoPen);
   painter->setBrush(fill);
   painter->drawRoundedRect(pill, pill.height() / 2.0, pill.height() / 2.0);
-  painter->setPen(opt.state & QStyle::State_Selected && kind != Kind::dropped && kind != Kind::rose
-                      ? opt.palette.color(QPalette::HighlightedText)
-                      : accent);
+  painter->setPen(accent);
   painter->drawText(pill, Qt::AlignCenter, metrics.elidedText(text, Qt::ElideRight, pill.width() - 8));
   painter->restore();
 }

@@ -231,7 +231,7 @@ QVariant TodayModel::data(const QModelIndex& index, int role) const {
     case Qt::AccessibleTextRole:
       return column == 0 ? line.spoken : qs(words::kColumns[column]) + QStringLiteral(": ") + line.text[column];
     case Qt::ToolTipRole:
-      return column == historyColumn ? line.text[column] : QVariant();
+      return line.text[column];
     case Qt::DecorationRole:
       return column == appColumn ? QVariant(icons_.pixmap(line.iconUrl, iconSize_)) : QVariant();
     case changeKindRole:

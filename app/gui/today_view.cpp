@@ -29,7 +29,7 @@ namespace texts = measure::texts;
 namespace words = measure::today_texts;
 
 constexpr int kIconSize = 22;
-constexpr int kAppColumnWidth = 220;
+constexpr int kColumnWidth = 200;
 // Keywords whose best rank is read in one turn of the event loop: a few milliseconds of reading, so the
 // list scrolls on while the column fills in.
 constexpr std::size_t kBestRanksPerTurn = 12;
@@ -81,7 +81,6 @@ TodayPage::TodayPage(AppServices& services, QWidget* parent)
   // than the list itself.
   view_->header()->setResizeContentsPrecision(64);
   view_->header()->setSectionResizeMode(QHeaderView::Interactive);
-  view_->header()->setSectionResizeMode(TodayModel::keywordColumn, QHeaderView::Stretch);
   view_->setTextElideMode(Qt::ElideRight);
   view_->installEventFilter(this);
   body()->addWidget(view_, 1);
@@ -127,9 +126,16 @@ void TodayPage::showQueue() {
     for (int column = 0; column < TodayModel::columnCount_; ++column) {
       view_->resizeColumnToContents(column);
     }
-    // A long app name is elided rather than pushing the numbers out of sight.
-    view_->header()->resizeSection(TodayModel::appColumn,
-                                   std::min(view_->header()->sectionSize(TodayModel::appColumn), kAppColumnWidth));
+    // A long app name or reason is elided (the tooltip has it whole) rather than pushing the numbers out
+    // of sight.
+    for (int column = 0; column < TodayModel::columnCount_; ++column) {
+      view_->header()->resizeSection(column, std::min(view_->header()->sectionSize(column), kColumnWidth));
+    }
+    // The best ranks are read after the widths are set, so their column gets room for them beforehand.
+    const QFontMetrics metrics(view_->font());
+    view_->header()->resizeSection(TodayModel::bestColumn,
+                                   std::max(view_->header()->sectionSize(TodayModel::bestColumn),
+                                            metrics.horizontalAdvance(QStringLiteral("#0000")) + 16));
   }
   setSummary(qs(measure::summaryLine(queue)));
   showOffer();
