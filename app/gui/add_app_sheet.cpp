@@ -62,12 +62,9 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   setWindowTitle(title);
   setAccessibleName(title);
   setMinimumWidth(620);
-  model_ = std::make_unique<Model>(std::move(lookup), std::move(search), services.queue(),
-                                   [this](const std::vector<std::string>& icons) {
-                                     for (const auto& icon : icons) {
-                                       services_.icons().pixmap(icon, kResultIcon);
-                                     }
-                                   });
+  // No separate warming of the icon cache: listing the results asks for each one's artwork, which starts
+  // its fetch off the main thread, and the list repaints when it arrives.
+  model_ = std::make_unique<Model>(std::move(lookup), std::move(search), services.queue());
 
   auto* prompt = wrapped(qs(text::kPrompt), this);
   field_ = new QLineEdit(this);
@@ -228,8 +225,9 @@ void AddAppSheet::fillResults(const std::vector<research::DiscoveredApp>& apps) 
     QStringList facts{app.developer.empty() ? kEmDash : QString::fromStdString(app.developer),
                       app.bundleId ? QString::fromStdString(*app.bundleId) : qs(text::kNoBundleId)};
     const auto name = QString::fromStdString(app.name);
-    auto* item = new QStandardItem(services_.icons().pixmap(app.iconUrl ? app.iconUrl : app.artworkUrl512, kResultIcon),
-                                   name + QStringLiteral("\n") + facts.join(QString::fromUtf8(" · ")));
+    auto* item =
+        new QStandardItem(services_.icons().pixmap(app.artworkUrl512 ? app.artworkUrl512 : app.iconUrl, kResultIcon),
+                          name + QStringLiteral("\n") + facts.join(QString::fromUtf8(" · ")));
     item->setData(name + QString::fromUtf8(" · ") + facts.join(QString::fromUtf8(" · ")), Qt::AccessibleTextRole);
     resultModel_->appendRow(item);
   }
