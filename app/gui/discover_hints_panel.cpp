@@ -174,6 +174,10 @@ void DiscoverHintsPanel::sync() {
   ask_->setEnabled(!model_.isProbing());
   if (model_.isProbing()) {
     setLine(*status_, qs(label::kAskingHints));
+  } else if (model_.waited()) {
+    // A wait is told while it lasts: the reason as it stands now (a hold's countdown moves on).
+    const auto reason = services_.core().requestGate().hintsWaitReason();
+    setLine(*status_, reason ? qs(*reason) : QString());
   } else {
     setLine(*status_, model_.failure() ? qs(*model_.failure()) : QString());
   }
