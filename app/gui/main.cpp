@@ -4,14 +4,11 @@
 #include <QStyleFactory>
 #include <QTimer>
 #include <cstdlib>
-#include <iostream>
 
 #include "app/gui/dbus_notifications.h"
 #include "app/gui/icons.h"
 #include "app/gui/launch.h"
-#include "app/gui/launch_alert_dialog.h"
 #include "app/gui/main_window.h"
-#include "app/store/launch_alert.h"
 
 int main(int argc, char* argv[]) {
   QApplication app(argc, argv);
@@ -32,7 +29,7 @@ int main(int argc, char* argv[]) {
     };
     services = tovra::gui::launchServices(qa, environment, tovra::gui::makeDBusNotificationCenter);
   } catch (const tovra::gui::FatalLaunch& fatal) {
-    std::cerr << fatal.message << "\n";
+    tovra::gui::presentFatalLaunch(fatal);
     return 1;
   }
   // Tovra lives on in the tray when the window closes; quitting is explicit.
@@ -43,20 +40,10 @@ int main(int argc, char* argv[]) {
   if (qa && qa->windowSize) {
     window.resize(*qa->windowSize);
   }
-  window.show();
-  window.raise();
-  window.activateWindow();
+  tovra::gui::presentMainWindow(window, services->notice(), [] { QApplication::exit(1); });
   // A checking aid for the start-up benchmark: quit once the first page has shown its rows.
   if (QApplication::arguments().contains(QStringLiteral("--quit-when-shown"))) {
     QTimer::singleShot(0, &app, &QApplication::quit);
-  }
-  if (const auto& notice = services->notice()) {
-    const auto alert = tovra::store::StoreLaunchAlert::from(*notice);
-    QTimer::singleShot(0, &window, [&window, alert] {
-      if (tovra::gui::presentLaunchAlert(&window, alert)) {
-        QApplication::exit(1);
-      }
-    });
   }
   return QApplication::exec();
 }

@@ -25,41 +25,6 @@
 
 namespace tovra::gui {
 
-namespace {
-
-std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kind) {
-  using Kind = measure::TovraNotifier::Availability::Kind;
-  switch (kind) {
-    case Kind::unavailable:
-      return "unavailable";
-    case Kind::unknown:
-      return "unknown";
-    case Kind::available:
-      return "available";
-    case Kind::denied:
-      return "denied";
-  }
-  return "unknown";
-}
-
-}  // namespace
-
-QString notifierStateText(const AppServices& services) {
-  auto& notifier = const_cast<AppServices&>(services).notifier();
-  const auto& availability = notifier.availability();
-  QStringList parts{qs(availabilityName(availability.kind))};
-  if (!availability.reason.empty()) {
-    parts << QString::fromStdString(availability.reason);
-  }
-  if (notifier.isRequesting()) {
-    parts << QStringLiteral("asking…");
-  }
-  if (const auto& error = notifier.lastErrorDetail()) {
-    parts << QString::fromStdString(*error);
-  }
-  return parts.join(QStringLiteral(" · "));
-}
-
 SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog(parent), services_(services) {
   setWindowTitle(QStringLiteral("Settings"));
   setAccessibleName(windowTitle());
@@ -130,7 +95,7 @@ void SettingsDialog::render() {
   notifications_->blockSignals(true);
   notifications_->setChecked(notifier.isEnabled());
   notifications_->blockSignals(false);
-  notificationState_->setText(notifierStateText(services_));
+  notificationState_->setText(QString::fromStdString(notifier.stateLine()));
   notificationState_->setAccessibleName(notificationState_->text());
 
   auto& store = services_.store();

@@ -58,7 +58,4 @@ class SettingsDialog final : public QDialog {
   base::Subscription notifierChanges_;
 };
 
-// The notifier's state beside the switch: the availability, the last error and whether it is asking.
-QString notifierStateText(const AppServices& services);
-
 }  // namespace tovra::gui

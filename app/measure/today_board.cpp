@@ -1,6 +1,8 @@
 #include "app/measure/today_board.h"
 
+#include "app/store/best_ranks.h"
 #include "app/store/review_writer.h"
+#include "app/store/store.h"
 #include "app/store/today_reads.h"
 
 namespace tovra::measure {
@@ -9,10 +11,16 @@ TodayBoard::TodayBoard(store::Store& store, const asokit::Calendar& calendar, as
     : store_(store), calendar_(calendar), wall_(wall) {}
 
 void TodayBoard::refresh() {
-  const auto historySince = calendar_.addDays(wall_.now(), 1 - kHistoryDays);
+  // The month shown ends with the last run's day, so a morning before today's run still shows the
+  // change over the 30 days that were measured.
+  const auto lastRun = store_.runs().latest();
+  const auto lastDay = calendar_.startOfDay(lastRun ? lastRun->finishedAt.value_or(lastRun->startedAt) : wall_.now());
+  auto days = spanDays(calendar_, lastDay, kHistoryDays);
   queue_ =
-      buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange), historySince),
+      buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange), days.front()),
                       calendar_, queue_.undoableMark);
+  addRowFacts(queue_, days, store::readBestRanks(store_));
+  queue_.days = std::move(days);
   changes_.notify();
 }
 

@@ -179,7 +179,7 @@ std::unique_ptr<Store> inMemoryFallback() {
   try {
     return Store::inMemory();
   } catch (const std::exception& error) {
-    throw std::runtime_error("Tovra could not create even an in-memory store: " + describe(error));
+    throw std::runtime_error(std::string(kNoStoreAtAll) + describe(error));
   }
 }
 

@@ -103,6 +103,8 @@ class StoreBootstrap final {
 // The launch fallback when the bootstrap yields no container: a store in memory, so that the interface
 // can come up long enough to show the notice. Throws std::runtime_error with the fatal text ("Tovra could
 // not create even an in-memory store: " and the reason) when even that fails.
+// The words the process ends with when even that fails, before the error's description.
+inline constexpr std::string_view kNoStoreAtAll = "Tovra could not create even an in-memory store: ";
 std::unique_ptr<Store> inMemoryFallback();
 
 }  // namespace tovra::store

@@ -10,6 +10,7 @@
 #include "AsoKit/storefront.h"
 #include "AsoKit/text.h"
 #include "tools/fakestore/answers.h"
+#include "tools/fakestore/icons.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -108,6 +109,11 @@ StoreServer::StoreServer(Scenario scenario, RequestLog& log, bool https)
   server_->Get(R"(/WebObjects/MZStore\.woa/wa/search)", route(Endpoint::search));
   server_->Get(R"(/WebObjects/MZSearchHints\.woa/wa/hints)", route(Endpoint::hints));
   server_->Get("/lookup", route(Endpoint::lookup));
+  // The demo's app artwork (TOVRA_ARTWORK_URL points the desktop here). Icons are not store requests:
+  // they are neither paced nor logged.
+  server_->Get(R"(/image/.*\.(png|jpg|jpeg))", [](const httplib::Request& request, httplib::Response& response) {
+    response.set_content(iconPng(request.path), "image/png");
+  });
   server_->Get(".*", route(std::nullopt));
 }
 
