@@ -90,14 +90,17 @@ DiscoverSignalsPanel::DiscoverSignalsPanel(AppServices& services, research::Sign
 
   auto* entry = new QHBoxLayout;
   entry->addWidget(keyword_, 1);
-  entry->addWidget(country_);
   entry->addWidget(read_);
+  auto* countryRow = new QHBoxLayout;
+  countryRow->addWidget(country_);
+  countryRow->addStretch();
   auto* form = new QFormLayout;
   form->addRow(qs(label::kDifficulty), difficulty_);
   form->addRow(QString(), source_);
   form->addRow(qs(label::kReach), reach_);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(entry);
+  layout->addLayout(countryRow);
   layout->addWidget(status_);
   layout->addLayout(form);
   layout->addWidget(probes_);

@@ -128,6 +128,7 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
     auto* area = new QScrollArea(tabs_);
     area->setWidget(panel);
     area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFrameShape(QFrame::NoFrame);
     area->setAccessibleName(panel->accessibleName());
     return area;
