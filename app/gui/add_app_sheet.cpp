@@ -119,6 +119,8 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   clickYourApp_ = wrapped(qs(text::kClickYourApp), this, true);
   returnAdds_ = wrapped(qs(text::kReturnAdds), this, true);
   pickNote_ = wrapped(qs(text::kPickNote), this);
+  failure_ = wrapped(QString(), this);
+  failure_->setVisible(false);
 
   mine_ = new QCheckBox(qs(board::kMineClaim), this);
   mine_->setAccessibleName(qs(board::kMineClaim));
@@ -154,6 +156,7 @@ AddAppSheet::AddAppSheet(AppServices& services, research::ResolverLookup lookup,
   layout->addWidget(returnAdds_);
   layout->addWidget(pickNote_);
   layout->addWidget(mine_);
+  layout->addWidget(failure_);
   layout->addWidget(buttons);
   setTabOrder(field_, country_);
   setTabOrder(country_, resolve_);
@@ -196,6 +199,11 @@ void AddAppSheet::useCopiedLink() {
   }
   say(copiedNote_, QString());
   field_->setText(pasted.trimmed());
+}
+
+void AddAppSheet::showFailure(const QString& words) {
+  say(failure_, words);
+  adjustSize();
 }
 
 void AddAppSheet::returnPressed() {

@@ -43,6 +43,8 @@ class AddAppSheet final : public QDialog {
   void resolve();
   // "Use the copied link": resolves the clipboard's App Store link, or says it is not one.
   void useCopiedLink();
+  // The board could not track the chosen app: the sheet stays open and says why.
+  void showFailure(const QString& text);
 
  signals:
   // The user chose the app: track it (or graduate the space to it) in the country it was found in.
@@ -73,6 +75,7 @@ class AddAppSheet final : public QDialog {
   QLabel* clickYourApp_;
   QLabel* returnAdds_;
   QLabel* pickNote_;
+  QLabel* failure_;
   QCheckBox* mine_;
   QPushButton* confirm_;
   std::int64_t shownRequest_ = -1;

@@ -86,6 +86,10 @@ AddKeywordsSheet::AddKeywordsSheet(AppServices& services, std::vector<Owner> own
 
   notice_ = new QLabel(this);
   notice_->setWordWrap(true);
+  failure_ = new QLabel(this);
+  failure_->setWordWrap(true);
+  failure_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  failure_->setVisible(false);
   cost_ = new QLabel(this);
   costHint_ = new QLabel(qs(research::trackText::kCostHint), this);
   costHint_->setAccessibleName(costHint_->text());
@@ -117,6 +121,7 @@ AddKeywordsSheet::AddKeywordsSheet(AppServices& services, std::vector<Owner> own
   layout->addLayout(draftRow, 1);
   layout->addWidget(cost_);
   layout->addWidget(costHint_);
+  layout->addWidget(failure_);
   layout->addWidget(buttons);
   setTabOrder(owner_, country_);
   setTabOrder(country_, field_);
@@ -137,6 +142,12 @@ AddKeywordsSheet::AddKeywordsSheet(AppServices& services, std::vector<Owner> own
 
 const AddKeywordsSheet::Owner& AddKeywordsSheet::owner() const {
   return owners_.at(static_cast<std::size_t>(std::max(owner_->currentIndex(), 0)));
+}
+
+void AddKeywordsSheet::showFailure(const QString& text) {
+  failure_->setText(text);
+  failure_->setAccessibleName(text);
+  failure_->setVisible(!text.isEmpty());
 }
 
 std::string AddKeywordsSheet::country() const {

@@ -42,6 +42,8 @@ class AddKeywordsSheet final : public QDialog {
   QPushButton* confirmButton() const { return confirm_; }
   const research::KeywordEntry& entry() const { return *entry_; }
   const Owner& owner() const;
+  // The board could not write the drafts: the sheet stays open with them and says why.
+  void showFailure(const QString& text);
 
  signals:
   // The user confirmed: the drafts go to the owner; the page writes them and closes the sheet.
@@ -69,6 +71,7 @@ class AddKeywordsSheet final : public QDialog {
   QStandardItemModel* draftModel_;
   QPushButton* remove_;
   QLabel* notice_;
+  QLabel* failure_;
   QLabel* cost_;
   QLabel* costHint_;
   QPushButton* confirm_;

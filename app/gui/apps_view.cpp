@@ -312,6 +312,7 @@ void AppsPage::track(const research::DiscoveredApp& app, bool isMine) {
   store::WatchlistWriter::Receipt receipt;
   const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
   if (!editor_.apply([&] { receipt = writer_.trackApp(facts, app.country, claim); })) {
+    sheetFailed();
     return;
   }
   lastTrack_ = receipt;
@@ -323,6 +324,12 @@ void AppsPage::track(const research::DiscoveredApp& app, bool isMine) {
   edited();
   selectOwner(true, receipt.app.rowId.value);
   view_->setFocus();
+}
+
+void AppsPage::sheetFailed() {
+  if (addApp_) {
+    addApp_->showFailure(QString::fromStdString(editor_.failure().value_or(std::string(store::kSaveFailed))));
+  }
 }
 
 void AppsPage::openGraduate() {
@@ -343,6 +350,7 @@ void AppsPage::graduate(const store::ResearchSpace& space, const research::Disco
   store::WatchlistWriter::Receipt receipt;
   const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
   if (!editor_.apply([&] { receipt = writer_.graduateSpace(space, facts, app.country, claim); })) {
+    sheetFailed();
     return;
   }
   // Moved keywords are not taken back by undo, so a graduation says what it did and offers none.
@@ -405,6 +413,8 @@ void AppsPage::openAddKeywords() {
     });
     if (saved) {
       addKeywords_->accept();
+    } else {
+      addKeywords_->showFailure(QString::fromStdString(editor_.failure().value_or(std::string(store::kSaveFailed))));
     }
     edited();
     if (saved) {

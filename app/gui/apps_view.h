@@ -71,6 +71,8 @@ class AppsPage final : public ViewPage {
   void track(const research::DiscoveredApp& app, bool isMine);
   void graduate(const store::ResearchSpace& space, const research::DiscoveredApp& app, bool isMine);
   bool confirmDeletion(const store::DeletionPlan& plan);
+  // The open add-app sheet shows why its app could not be written.
+  void sheetFailed();
   AddAppSheet* makeResolverSheet(const QString& title, const QString& confirm);
   QModelIndex selectedRow() const;
   void selectOwner(bool isApp, std::int64_t rowId);

@@ -95,7 +95,7 @@ void presentMainWindow(QWidget& window, const std::optional<store::StoreOpenNoti
   }
   const auto alert = store::StoreLaunchAlert::from(*notice);
   QTimer::singleShot(0, &window, [&window, alert, quit = std::move(quit)] {
-    if (presentLaunchAlert(&window, alert) && quit) {
+    if (presentLaunchAlert(&window, alert) == LaunchAlertChoice::quit && quit) {
       quit();
     }
   });

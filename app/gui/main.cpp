@@ -22,15 +22,28 @@ int main(int argc, char* argv[]) {
 
   const auto qa = tovra::gui::onboardingFrom(QApplication::arguments());
   std::unique_ptr<tovra::gui::AppServices> services;
-  try {
-    const auto environment = [](const std::string& name) -> std::optional<std::string> {
-      const char* value = std::getenv(name.c_str());
-      return value && *value ? std::optional<std::string>(value) : std::nullopt;
-    };
-    services = tovra::gui::launchServices(qa, environment, tovra::gui::makeDBusNotificationCenter);
-  } catch (const tovra::gui::FatalLaunch& fatal) {
-    tovra::gui::presentFatalLaunch(fatal);
-    return 1;
+  for (;;) {
+    try {
+      const auto environment = [](const std::string& name) -> std::optional<std::string> {
+        const char* value = std::getenv(name.c_str());
+        return value && *value ? std::optional<std::string>(value) : std::nullopt;
+      };
+      services.reset();
+      services = tovra::gui::launchServices(qa, environment, tovra::gui::makeDBusNotificationCenter);
+    } catch (const tovra::gui::FatalLaunch& fatal) {
+      tovra::gui::presentFatalLaunch(fatal);
+      return 1;
+    }
+    // A store another program holds is asked for again, as often as the user likes, before any window is
+    // built over the stand-in store in memory.
+    const auto& notice = services->notice();
+    if (!notice || !notice->inUse()) {
+      break;
+    }
+    const auto choice = tovra::gui::presentLaunchAlert(nullptr, tovra::store::StoreLaunchAlert::from(*notice));
+    if (choice != tovra::gui::LaunchAlertChoice::tryAgain) {
+      return 1;
+    }
   }
   // Tovra lives on in the tray when the window closes; quitting is explicit.
   QApplication::setQuitOnLastWindowClosed(false);

@@ -1,5 +1,7 @@
 #include "app/gui/today_model.h"
 
+#include <QHash>
+
 #include "app/gui/app_icons.h"
 #include "app/gui/gui_text.h"
 
@@ -27,8 +29,26 @@ QString spokenRow(const std::array<QString, TodayModel::columnCount_>& text) {
 TodayModel::TodayModel(AppIcons& icons, int iconSize, QObject* parent)
     : QAbstractItemModel(parent), icons_(icons), iconSize_(iconSize) {}
 
+namespace {
+
+QString bestText(const measure::TodayRow& row) {
+  return row.bestRankRead ? qs(measure::bestRankText(row.bestRank)) : kEmDash;
+}
+
+}  // namespace
+
 void TodayModel::setQueue(const measure::TodayQueue& queue) {
   std::vector<Group> groups;
+  // The readings of one run share their time, so each time is put in words once.
+  QHash<qint64, QString> minutes;
+  const auto minuteOf = [&](asokit::WallTime time) {
+    const auto key = static_cast<qint64>(time.time_since_epoch().count());
+    auto found = minutes.find(key);
+    if (found == minutes.end()) {
+      found = minutes.insert(key, localMinute(time));
+    }
+    return *found;
+  };
   const auto addRows = [&](std::string_view heading, const std::vector<measure::TodayRow>& rows) {
     if (rows.empty()) {
       return;
@@ -49,9 +69,9 @@ void TodayModel::setQueue(const measure::TodayQueue& queue) {
                    qs(measure::rankText(row.rank, row.resultCount)),
                    qs(measure::changeText(row.change)),
                    qs(measure::spanSummary(row.sparkline)),
-                   qs(measure::bestRankText(row.bestRank)),
+                   bestText(row),
                    qs(measure::monthChangeText(row.monthChange)),
-                   localMinute(row.measuredAt)};
+                   minuteOf(row.measuredAt)};
       line.spoken = spokenRow(line.text);
       group.lines.push_back(std::move(line));
     }
@@ -94,6 +114,35 @@ void TodayModel::setQueue(const measure::TodayQueue& queue) {
   beginResetModel();
   groups_ = std::move(groups);
   endResetModel();
+}
+
+void TodayModel::updateBestRanks(const measure::TodayQueue& queue) {
+  QHash<qint64, const measure::TodayRow*> rows;
+  for (const auto* list : {&queue.pending, &queue.reviewed, &queue.held}) {
+    for (const auto& row : *list) {
+      rows.insert(row.id, &row);
+    }
+  }
+  for (std::size_t g = 0; g < groups_.size(); ++g) {
+    bool changed = false;
+    for (auto& line : groups_[g].lines) {
+      const auto* row = line.reviewable ? rows.value(line.id) : nullptr;
+      if (!row) {
+        continue;
+      }
+      auto text = bestText(*row);
+      if (text != line.text[bestColumn]) {
+        line.text[bestColumn] = std::move(text);
+        line.spoken = spokenRow(line.text);
+        changed = true;
+      }
+    }
+    if (changed) {
+      const auto heading = index(static_cast<int>(g), 0);
+      const auto last = rowCount(heading) - 1;
+      emit dataChanged(index(0, 0, heading), index(last, bestColumn, heading));
+    }
+  }
 }
 
 const TodayModel::Line* TodayModel::lineAt(const QModelIndex& index) const {
@@ -162,12 +211,11 @@ QVariant TodayModel::data(const QModelIndex& index, int role) const {
   }
   if (index.internalId() == kHeadingId) {
     const auto& heading = groups_[static_cast<std::size_t>(index.row())].heading;
-    if (index.column() != 0) {
-      return {};
-    }
     switch (role) {
       case Qt::DisplayRole:
+        return index.column() == 0 ? QVariant(heading) : QVariant();
       case Qt::AccessibleTextRole:
+        // The heading spans the row; a reader that walks its cells still hears the group.
         return heading;
       case headingRole:
         return true;

@@ -44,6 +44,8 @@ class TodayModel final : public QAbstractItemModel {
   TodayModel(AppIcons& icons, int iconSize, QObject* parent = nullptr);
 
   void setQueue(const measure::TodayQueue& queue);
+  // Shows the best ranks the queue's rows have read since it was set; the rows stay as they are.
+  void updateBestRanks(const measure::TodayQueue& queue);
 
   // The slots of a row's sparkline; null on headings and rows without a reading.
   const std::vector<measure::DaySlot>* sparklineAt(const QModelIndex& index) const;

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QShortcut>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 
@@ -28,6 +29,10 @@ namespace texts = measure::texts;
 namespace words = measure::today_texts;
 
 constexpr int kIconSize = 22;
+constexpr int kAppColumnWidth = 220;
+// Keywords whose best rank is read in one turn of the event loop: a few milliseconds of reading, so the
+// list scrolls on while the column fills in.
+constexpr std::size_t kBestRanksPerTurn = 12;
 
 }  // namespace
 
@@ -70,8 +75,14 @@ TodayPage::TodayPage(AppServices& services, QWidget* parent)
   view_->setSelectionBehavior(QAbstractItemView::SelectRows);
   view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   view_->setAlternatingRowColors(true);
+  view_->setIndentation(14);
   view_->header()->setStretchLastSection(false);
+  // Column widths follow the first rows, not all of them: measuring thousands of rows would cost more
+  // than the list itself.
+  view_->header()->setResizeContentsPrecision(64);
   view_->header()->setSectionResizeMode(QHeaderView::Interactive);
+  view_->header()->setSectionResizeMode(TodayModel::keywordColumn, QHeaderView::Stretch);
+  view_->setTextElideMode(Qt::ElideRight);
   view_->installEventFilter(this);
   body()->addWidget(view_, 1);
 
@@ -91,6 +102,9 @@ TodayPage::TodayPage(AppServices& services, QWidget* parent)
   auto& runSignals = services.runnerSignals();
   connect(&runSignals, &RunnerSignals::changed, this, &TodayPage::showOffer);
   boardChanged_ = board_->changes().subscribe([this] { showQueue(); });
+  bestRanks_ = new QTimer(this);
+  bestRanks_->setInterval(0);
+  connect(bestRanks_, &QTimer::timeout, this, &TodayPage::readBestRanks);
   setTabOrder(measure_, view_);
   setTabOrder(view_, review_);
   setTabOrder(review_, undo_);
@@ -105,15 +119,37 @@ void TodayPage::refill() {
 void TodayPage::showQueue() {
   const auto& queue = board_->queue();
   model_->setQueue(queue);
+  for (int group = 0; group < model_->rowCount(); ++group) {
+    view_->setFirstColumnSpanned(group, {}, true);
+  }
   view_->expandAll();
   if (view_->header()->sectionSize(TodayModel::historyColumn) < TodayDelegate::kSparkWidth) {
     for (int column = 0; column < TodayModel::columnCount_; ++column) {
       view_->resizeColumnToContents(column);
     }
+    // A long app name is elided rather than pushing the numbers out of sight.
+    view_->header()->resizeSection(TodayModel::appColumn,
+                                   std::min(view_->header()->sectionSize(TodayModel::appColumn), kAppColumnWidth));
   }
   setSummary(qs(measure::summaryLine(queue)));
   showOffer();
   updateButtons();
+  bestRanks_->start();
+}
+
+void TodayPage::readBestRanks() {
+  bool done = true;
+  try {
+    done = board_->readBestRanks(kBestRanksPerTurn);
+  } catch (const store::StoreError& error) {
+    setSummary(QString::fromUtf8(error.what()));
+    bestRanks_->stop();
+    return;
+  }
+  model_->updateBestRanks(board_->queue());
+  if (done) {
+    bestRanks_->stop();
+  }
 }
 
 void TodayPage::showOffer() {

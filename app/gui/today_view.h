@@ -9,6 +9,7 @@
 class QLabel;
 class QModelIndex;
 class QPushButton;
+class QTimer;
 class QToolButton;
 class QTreeView;
 
@@ -51,6 +52,7 @@ class TodayPage final : public ViewPage {
   void showOffer();
   void updateButtons();
   void runOnBoard(const std::function<void()>& change);
+  void readBestRanks();
 
   std::unique_ptr<measure::TodayBoard> board_;
   base::Subscription boardChanged_;
@@ -60,6 +62,7 @@ class TodayPage final : public ViewPage {
   QToolButton* measure_;
   QPushButton* review_;
   QPushButton* undo_;
+  QTimer* bestRanks_;
 };
 
 }  // namespace tovra::gui

@@ -1,5 +1,7 @@
 #include "app/measure/today_board.h"
 
+#include <algorithm>
+
 #include "app/store/best_ranks.h"
 #include "app/store/review_writer.h"
 #include "app/store/store.h"
@@ -11,17 +13,50 @@ TodayBoard::TodayBoard(store::Store& store, const asokit::Calendar& calendar, as
     : store_(store), calendar_(calendar), wall_(wall) {}
 
 void TodayBoard::refresh() {
-  // The month shown ends with the last run's day, so a morning before today's run still shows the
-  // change over the 30 days that were measured.
+  // The month shown ends with the newest reading's day, so a morning before today's run still shows the
+  // 30 days that were measured. That day is known only once the readings are read, so they are read from
+  // a day before the month of the last run's day.
   const auto lastRun = store_.runs().latest();
-  const auto lastDay = calendar_.startOfDay(lastRun ? lastRun->finishedAt.value_or(lastRun->startedAt) : wall_.now());
-  auto days = spanDays(calendar_, lastDay, kHistoryDays);
-  queue_ =
-      buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange), days.front()),
-                      calendar_, queue_.undoableMark);
-  addRowFacts(queue_, days, store::readBestRanks(store_));
+  const auto lastRunDay =
+      calendar_.startOfDay(lastRun ? lastRun->finishedAt.value_or(lastRun->startedAt) : wall_.now());
+  queue_ = buildTodayQueue(store::readTodaySnapshot(store_, static_cast<std::int64_t>(kReadingsBeforeChange),
+                                                    calendar_.addDays(lastRunDay, -kHistoryDays)),
+                           calendar_, queue_.undoableMark);
+  std::optional<asokit::WallTime> newest;
+  for (const auto* list : {&queue_.pending, &queue_.reviewed, &queue_.held}) {
+    for (const auto& row : *list) {
+      newest = newest ? std::max(*newest, row.day) : row.day;
+    }
+  }
+  auto days = spanDays(calendar_, newest.value_or(lastRunDay), kHistoryDays);
+  addRowFacts(queue_, days, bestKept_);
   queue_.days = std::move(days);
   changes_.notify();
+}
+
+bool TodayBoard::readBestRanks(std::size_t count) {
+  std::vector<std::int64_t> wanted;
+  for (const auto* list : {&queue_.pending, &queue_.reviewed, &queue_.held}) {
+    for (const auto& row : *list) {
+      if (!row.bestRankRead && wanted.size() < count) {
+        wanted.push_back(row.id);
+      }
+    }
+  }
+  if (wanted.empty()) {
+    return true;
+  }
+  for (auto& [keyword, best] : store::readBestRanks(store_, wanted)) {
+    bestKept_[keyword] = best;
+  }
+  bool done = true;
+  for (auto* list : {&queue_.pending, &queue_.reviewed, &queue_.held}) {
+    for (auto& row : *list) {
+      addBestRank(row, bestKept_);
+      done = done && row.bestRankRead;
+    }
+  }
+  return done;
 }
 
 const TodayRow* TodayBoard::row(std::int64_t id) const {

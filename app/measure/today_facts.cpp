@@ -48,7 +48,7 @@ std::string monthChangeText(const MonthChange& change) {
     case MonthChange::Kind::missingDay:
       return "—";
     case MonthChange::Kind::unranked:
-      return "no rank to compare";
+      return "not ranked";
     case MonthChange::Kind::moved:
       break;
   }
@@ -87,14 +87,26 @@ std::string spanSummary(const std::vector<DaySlot>& slots) {
   return text;
 }
 
-void addRowFacts(TodayQueue& queue, const std::vector<asokit::WallTime>& days,
-                 const std::unordered_map<std::int64_t, std::int64_t>& best) {
+void addBestRank(TodayRow& row, const BestRanks& best) {
+  const auto found = best.find(row.id);
+  if (found == best.end()) {
+    return;
+  }
+  row.bestRank = found->second;
+  for (const auto& point : row.history.points()) {
+    if (point.rank && (!row.bestRank || *point.rank < *row.bestRank)) {
+      row.bestRank = point.rank;
+    }
+  }
+  row.bestRankRead = true;
+}
+
+void addRowFacts(TodayQueue& queue, const std::vector<asokit::WallTime>& days, const BestRanks& best) {
   for (auto* list : {&queue.pending, &queue.reviewed, &queue.held}) {
     for (auto& row : *list) {
       row.sparkline = daySlots(row.history, days);
       row.monthChange = monthChange(row.sparkline);
-      const auto found = best.find(row.id);
-      row.bestRank = found == best.end() ? std::nullopt : std::optional(found->second);
+      addBestRank(row, best);
     }
   }
 }

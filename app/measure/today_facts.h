@@ -13,6 +13,7 @@
 namespace tovra::measure {
 
 struct TodayQueue;
+struct TodayRow;
 
 // What a row's history holds on one calendar day: no reading, a reading outside the results, or a rank.
 struct DaySlot {
@@ -44,7 +45,8 @@ std::vector<DaySlot> daySlots(const asokit::RankHistory& history, const std::vec
 // The change from the first slot to the last. A missing day at either end leaves it unknown, never
 // filled in from the days around it; a reading outside the results at either end has no number to compare.
 MonthChange monthChange(const std::vector<DaySlot>& slots);
-// "up 3", "down 2", "no change", "no rank to compare", or an em dash when a day is missing.
+// "up 3", "down 2", "no change", "not ranked" (outside the results at an end), or an em dash when a day
+// is missing.
 std::string monthChangeText(const MonthChange& change);
 
 // "#3", or "never ranked" when no kept reading had a rank.
@@ -53,10 +55,14 @@ std::string bestRankText(std::optional<std::int64_t> best);
 // What the sparkline says to a screen reader: "28 of 31 days read · best #3 · latest #5".
 std::string spanSummary(const std::vector<DaySlot>& slots);
 
-// Fills every row's slots over `days`, its change across them and its best rank from `best` (the lowest
-// rank each keyword ever kept, by keyword row).
-void addRowFacts(TodayQueue& queue, const std::vector<asokit::WallTime>& days,
-                 const std::unordered_map<std::int64_t, std::int64_t>& best);
+// The best rank each keyword ever kept when it was read, by keyword row; none: never ranked.
+using BestRanks = std::unordered_map<std::int64_t, std::optional<std::int64_t>>;
+
+// Fills every row's sparkline over `days`, its change across them and, for keywords in `best`, its best
+// rank.
+void addRowFacts(TodayQueue& queue, const std::vector<asokit::WallTime>& days, const BestRanks& best);
+// A row's best rank: the best read earlier, or a better one among the readings it holds since.
+void addBestRank(TodayRow& row, const BestRanks& best);
 
 // The words of the today screen.
 namespace today_texts {

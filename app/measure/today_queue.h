@@ -31,9 +31,10 @@ struct TodayChange {
 
 // Fewer than this many readings claim no change yet, even when two ranks exist.
 inline constexpr std::size_t kReadingsBeforeChange = 7;
-// A row's history holds the readings of this many calendar days, the last run's day included: what its
-// sparkline shows, a month back and that day, so the change over 30 days has both its ends. The whole
-// series is one history read away, so the queue stays fast on a store of years.
+// A row's sparkline spans this many calendar days ending with the newest reading's day: a month back and
+// that day, so the change over 30 days has both its ends. Its history holds the readings from one day more
+// before the last run's day. The whole series is one history read away, so the queue stays fast on a
+// store of years.
 inline constexpr int kHistoryDays = kMonthDays + 1;
 
 // The change a history shows: accumulating under seven readings; otherwise from the last two ranks,
@@ -68,10 +69,11 @@ struct TodayRow {
   TodayChange change;
   bool isReviewed = false;
   // The history laid over the days the screen shows, the change across them, and the best rank the store
-  // ever kept for the keyword; filled by addRowFacts.
+  // ever kept for the keyword (none: never ranked), once read; filled by addRowFacts and addBestRank.
   std::vector<DaySlot> sparkline;
   MonthChange monthChange;
   std::optional<std::int64_t> bestRank;
+  bool bestRankRead = false;
 };
 
 // A keyword the last run could not measure, and why.

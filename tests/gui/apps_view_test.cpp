@@ -2,6 +2,8 @@
 // the add-app sheet's phases on a scripted store, the deletion confirmations and the failure line.
 #include "app/gui/apps_view.h"
 
+#include <SQLiteCpp/Database.h>
+
 #include <QAction>
 #include <QCheckBox>
 #include <QClipboard>
@@ -243,10 +245,41 @@ class AppsViewTest : public QObject {
     QCOMPARE(sheet->entry().drafts().size(), std::size_t{1});
     QVERIFY2(page.addKeywordsSheet() && sheet->isVisible(), "Return commits; it does not add the drafts");
     QCOMPARE(harness.services->store().queries().count(), 0);
+    QStringList help;
+    for (auto* button : sheet->findChildren<QPushButton*>()) {
+      help << button->toolTip();
+    }
+    QVERIFY(
+        help.contains(u("Add what is typed to the draft — commas, semicolons or new lines separate several keywords")));
+    QVERIFY(help.contains(u("Remove this keyword from the draft")));
     sheet->draftList()->setCurrentIndex(sheet->draftList()->model()->index(0, 0));
     QTest::keyClick(sheet->draftList(), Qt::Key_Delete);
     QVERIFY(sheet->entry().drafts().empty());
     QVERIFY(!sheet->confirmButton()->isEnabled());
+  }
+
+  void aFullStoreKeepsTheSheetOpenWithItsDraftsAndSaysWhy() {
+    Harness harness;
+    auto& store = harness.services->store();
+    measure::testing::Seed seed(store);
+    const auto lumen = seed.app("111111", "Lumen");
+    auto& page = appsPage(harness.open());
+    page.openAddKeywords();
+    auto* sheet = page.addKeywordsSheet();
+    QString many;
+    for (int i = 0; i < 50; ++i) {
+      many += QStringLiteral("keyword %1 %2\n").arg(i).arg(QString(80, QLatin1Char('k')));
+    }
+    paste(*sheet->field(), many);
+    QCOMPARE(sheet->entry().drafts().size(), std::size_t{50});
+    const auto pages = store.database().execAndGet("PRAGMA page_count").getInt();
+    store.database().exec("PRAGMA max_page_count = " + std::to_string(pages + 1));
+    sheet->confirmButton()->click();
+    QVERIFY(page.addKeywordsSheet());
+    QCOMPARE(sheet->entry().drafts().size(), std::size_t{50});
+    const auto texts = textsOnPage(*sheet).filter(u("Tovra could not save this change: "));
+    QCOMPARE(texts.size(), 1);
+    QCOMPARE(store.queries().ofApp(lumen.rowId).size(), std::size_t{0});
   }
 
   void theResolverSheetShowsEachPhase() {

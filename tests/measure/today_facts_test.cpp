@@ -81,8 +81,8 @@ TEST(MonthChange, ComparesTheFirstAndLastDayOnlyWhenBothWereRead) {
       {"outside the results at the start",
        {kOutside, ranked(2), ranked(4)},
        {MonthChange::Kind::unranked, 0},
-       "no rank to compare"},
-      {"outside the results at the end", {ranked(4), kOutside}, {MonthChange::Kind::unranked, 0}, "no rank to compare"},
+       "not ranked"},
+      {"outside the results at the end", {ranked(4), kOutside}, {MonthChange::Kind::unranked, 0}, "not ranked"},
       {"a single day", {ranked(4)}, {MonthChange::Kind::missingDay, 0}, "—"},
   };
   for (const auto& c : cases) {
@@ -111,7 +111,7 @@ TEST(SpanDays, CountsCalendarDaysAcrossAClockChange) {
   EXPECT_EQ(days[2], localTime("Europe/Berlin", 2025, 3, 31));
 }
 
-// A store whose last run was on 14 January, read three days later, before that day's run.
+// A store whose last run and newest readings were on 14 January, read three days later.
 class TodayFactsBoard : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -146,11 +146,14 @@ TEST_F(TodayFactsBoard, RowsCarryTheirMonthTheirChangeAcrossItAndTheBestRankEver
 
   TodayBoard board(*store, calendar, clock.wall());
   board.refresh();
+  ASSERT_FALSE(board.row(steady.rowId.value)->bestRankRead) << "the queue comes before the best ranks";
+  EXPECT_FALSE(board.readBestRanks(2));
+  EXPECT_TRUE(board.readBestRanks(2));
 
   const auto& days = board.queue().days;
   ASSERT_EQ(days.size(), 31u);
   EXPECT_EQ(days.front(), calendar.addDays(runDay, -30));
-  EXPECT_EQ(days.back(), runDay) << "the month ends with the last run's day, not with today";
+  EXPECT_EQ(days.back(), runDay) << "the month ends with the newest reading's day, not with today";
 
   const auto* row = board.row(steady.rowId.value);
   ASSERT_TRUE(row);
@@ -170,6 +173,15 @@ TEST_F(TodayFactsBoard, RowsCarryTheirMonthTheirChangeAcrossItAndTheBestRankEver
   ASSERT_TRUE(never);
   EXPECT_EQ(never->bestRank, std::nullopt);
   EXPECT_EQ(bestRankText(never->bestRank), "never ranked");
+
+  // A better reading after the best was read counts at the next refresh, without reading every day again.
+  seed.readings(outside, {3}, calendar.addDays(runDay, 1));
+  board.refresh();
+  const auto* ranked = board.row(outside.rowId.value);
+  ASSERT_TRUE(ranked);
+  EXPECT_TRUE(ranked->bestRankRead);
+  EXPECT_EQ(ranked->bestRank, 3);
+  EXPECT_TRUE(board.readBestRanks(10));
 }
 
 }  // namespace

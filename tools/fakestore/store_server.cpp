@@ -11,6 +11,7 @@
 #include "AsoKit/text.h"
 #include "tools/fakestore/answers.h"
 #include "tools/fakestore/icons.h"
+#include "tools/fakestore/wire_times.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -95,8 +96,9 @@ StoreServer::StoreServer(Scenario scenario, RequestLog& log, bool https)
   if (https) {
     certificate_ = makeSelfSignedCertificate();
     server_ = makeTlsServer(certificate_);
+    stampAccepts(*server_);
   } else {
-    server_ = std::make_unique<httplib::Server>();
+    server_ = makeWireTimedServer();
   }
   // One long-lived connection per client, as the store keeps them.
   server_->set_keep_alive_max_count(100000);
@@ -196,6 +198,10 @@ void StoreServer::answer(std::optional<Endpoint> endpoint, const httplib::Reques
                          httplib::Response& response) {
   LogEntry entry;
   entry.time = std::chrono::system_clock::now();
+  const RequestTimes times = currentRequestTimes();
+  entry.accepted = times.accepted;
+  entry.firstByte = times.firstByte;
+  entry.firstByteRead = times.firstByteRead;
   entry.method = request.method;
   const std::size_t question = request.target.find('?');
   entry.path = request.target.substr(0, question);
