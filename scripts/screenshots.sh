@@ -61,4 +61,4 @@ shoot run-sheet ctrl+r
 shoot settings ctrl+k o p e n space s e t Return
 shoot apps ctrl+2
 shoot add-app ctrl+2 ctrl+n p h o t o space e d i t o r Return
-shoot discover ctrl+3 ctrl+f p h o t o space e d i t o r Return Tab Tab Tab Tab
+shoot discover ctrl+3 ctrl+f p h o t o space e d i t o r Return

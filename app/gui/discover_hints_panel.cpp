@@ -68,20 +68,25 @@ DiscoverHintsPanel::DiscoverHintsPanel(AppServices& services, research::HintProb
   space_ = new QComboBox(this);
   space_->setAccessibleName(qs(label::kSpace));
   space_->setToolTip(qs(label::kSpace));
-  space_->setPlaceholderText(qs(label::kNoSpace));
+  // Its long placeholder must not widen the panel.
+  space_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  space_->setMinimumContentsLength(12);
   keep_ = new QPushButton(qs(label::kKeepHint), this);
   keep_->setAccessibleName(qs(label::kKeepHint));
   result_ = line(this);
 
   auto* entry = new QHBoxLayout;
   entry->addWidget(prefix_, 1);
-  entry->addWidget(country_);
   entry->addWidget(ask_);
+  auto* countryRow = new QHBoxLayout;
+  countryRow->addWidget(country_);
+  countryRow->addStretch();
   auto* keepRow = new QHBoxLayout;
   keepRow->addWidget(space_, 1);
   keepRow->addWidget(keep_);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(entry);
+  layout->addLayout(countryRow);
   layout->addWidget(status_);
   layout->addWidget(headline_);
   layout->addWidget(note_);
@@ -174,6 +179,10 @@ void DiscoverHintsPanel::sync() {
   ask_->setEnabled(!model_.isProbing());
   if (model_.isProbing()) {
     setLine(*status_, qs(label::kAskingHints));
+  } else if (model_.waited()) {
+    // A wait is told while it lasts: the reason as it stands now (a hold's countdown moves on).
+    const auto reason = services_.core().requestGate().hintsWaitReason();
+    setLine(*status_, reason ? qs(*reason) : QString());
   } else {
     setLine(*status_, model_.failure() ? qs(*model_.failure()) : QString());
   }
@@ -213,8 +222,8 @@ void DiscoverHintsPanel::sync() {
   const bool picked = hintModel_->rowCount() > 0;
   addToDraft_->setEnabled(picked && draftOpen_);
   addToDraft_->setToolTip(draftOpen_ ? QString() : qs(label::kNoDraftOpen));
-  space_->setEnabled(space_->count() > 0);
-  keep_->setEnabled(picked && space_->count() > 0);
+  space_->setEnabled(hasSpaces(*space_));
+  keep_->setEnabled(picked && hasSpaces(*space_));
 }
 
 }  // namespace tovra::gui

@@ -182,6 +182,10 @@ void selectCountry(QComboBox& box, const std::string& code) {
 
 namespace tovra::gui {
 
+bool hasSpaces(const QComboBox& box) {
+  return box.count() > 0 && !box.itemData(0).isNull();
+}
+
 void fillSpaces(QComboBox& box, store::Store& store) {
   const auto selected = box.currentData().toString();
   box.clear();
@@ -190,12 +194,16 @@ void fillSpaces(QComboBox& box, store::Store& store) {
       box.addItem(qs(space.name), qs(space.id));
     }
   }
+  if (box.count() == 0) {
+    // Says why nothing can be kept, where the spaces would be listed.
+    box.addItem(qs(research::discoverLabel::kNoSpace));
+  }
   const auto row = box.findData(selected);
-  box.setCurrentIndex(row >= 0 ? row : (box.count() > 0 ? 0 : -1));
+  box.setCurrentIndex(row >= 0 ? row : 0);
 }
 
 std::optional<store::ResearchSpace> spaceOf(const QComboBox& box, store::Store& store) {
-  if (box.currentIndex() < 0) {
+  if (box.currentIndex() < 0 || box.currentData().isNull()) {
     return std::nullopt;
   }
   return store.spaces().findById(box.currentData().toString().toStdString());

@@ -77,6 +77,8 @@ namespace tovra::gui {
 // Lists the research spaces that still collect terms (not graduated onto an app), each by its name with
 // its id as the item's data; keeps the selected one when it is still there.
 void fillSpaces(QComboBox& box, store::Store& store);
+// Whether the box lists a space (rather than saying there is none).
+bool hasSpaces(const QComboBox& box);
 std::optional<store::ResearchSpace> spaceOf(const QComboBox& box, store::Store& store);
 
 }  // namespace tovra::gui

@@ -90,14 +90,17 @@ DiscoverSignalsPanel::DiscoverSignalsPanel(AppServices& services, research::Sign
 
   auto* entry = new QHBoxLayout;
   entry->addWidget(keyword_, 1);
-  entry->addWidget(country_);
   entry->addWidget(read_);
+  auto* countryRow = new QHBoxLayout;
+  countryRow->addWidget(country_);
+  countryRow->addStretch();
   auto* form = new QFormLayout;
   form->addRow(qs(label::kDifficulty), difficulty_);
   form->addRow(QString(), source_);
   form->addRow(qs(label::kReach), reach_);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(entry);
+  layout->addLayout(countryRow);
   layout->addWidget(status_);
   layout->addLayout(form);
   layout->addWidget(probes_);
@@ -147,9 +150,12 @@ void DiscoverSignalsPanel::refreshWait() {
     return;
   }
   if (const auto reason = services_.core().requestGate().hintsWaitReason()) {
-    setLine(*status_, qs(*reason));
-  } else if (check_.waitReason() && status_->text() == qs(*check_.waitReason())) {
+    shownWait_ = qs(*reason);
+    setLine(*status_, shownWait_);
+  } else if (!shownWait_.isEmpty() && status_->text() == shownWait_) {
+    // The run or the hold is over: its reason goes with it.
     setLine(*status_, {});
+    shownWait_.clear();
   }
 }
 
@@ -177,7 +183,8 @@ void DiscoverSignalsPanel::sync() {
   read_->setEnabled(!running);
   if (std::holds_alternative<research::SignalsCheck::Idle>(phase)) {
     if (check_.waitReason()) {
-      setLine(*status_, qs(*check_.waitReason()));
+      shownWait_ = qs(*check_.waitReason());
+      setLine(*status_, shownWait_);
     }
     return;
   }
@@ -202,7 +209,8 @@ void DiscoverSignalsPanel::sync() {
   }
   // A start turned away by a run or a hold leaves the last reading on screen, under the reason.
   if (check_.waitReason()) {
-    setLine(*status_, qs(*check_.waitReason()));
+    shownWait_ = qs(*check_.waitReason());
+    setLine(*status_, shownWait_);
   }
 }
 

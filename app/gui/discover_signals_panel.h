@@ -56,6 +56,7 @@ class DiscoverSignalsPanel final : public QWidget {
   QLabel* problems_;
   QToolButton* helpToggle_;
   QLabel* help_;
+  QString shownWait_;  // the reason a run or a hold gave, cleared when it is over
 };
 
 }  // namespace tovra::gui

@@ -73,7 +73,8 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   drafts_->setModel(draftModel_);
   drafts_->setAccessibleName(qs(label::kDrafts));
   drafts_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  drafts_->setMinimumHeight(90);
+  drafts_->setMinimumHeight(72);
+  drafts_->setMaximumHeight(140);
   remove_ = new QPushButton(qs(label::kRemove), content_);
   remove_->setAccessibleName(qs(label::kRemove));
   remove_->setToolTip(qs(research::trackText::kRemoveHelp));
@@ -88,6 +89,9 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   space_ = new QComboBox(content_);
   space_->setAccessibleName(qs(label::kSpace));
   space_->setToolTip(qs(label::kSpace));
+  // Its long placeholder must not widen the panel.
+  space_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  space_->setMinimumContentsLength(12);
   keep_ = new QPushButton(qs(label::kKeepTerm), content_);
   keep_->setAccessibleName(qs(label::kKeepTerm));
   result_ = wrappingLabel(this);
@@ -95,10 +99,13 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
 
   auto* entry = new QHBoxLayout;
   entry->addWidget(typing_, 1);
-  entry->addWidget(typingCountry_);
   entry->addWidget(add_);
+  auto* countryRow = new QHBoxLayout;
+  countryRow->addWidget(typingCountry_);
+  countryRow->addStretch();
   auto* removeRow = new QHBoxLayout;
   removeRow->addWidget(notice_, 1);
+  removeRow->addStretch();
   removeRow->addWidget(remove_);
   auto* keepRow = new QHBoxLayout;
   keepRow->addWidget(space_, 1);
@@ -112,7 +119,8 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   inner->addWidget(known_);
   inner->addWidget(mine_);
   inner->addLayout(entry);
-  inner->addWidget(drafts_, 1);
+  inner->addLayout(countryRow);
+  inner->addWidget(drafts_);
   inner->addLayout(removeRow);
   inner->addWidget(total_);
   inner->addWidget(hint_);
@@ -187,9 +195,8 @@ void DiscoverTrackPanel::sync() {
   empty_->setVisible(!draft_);
   content_->setVisible(draft_ != nullptr);
   const bool searched = discover_.searchedTerm().has_value();
-  space_->setEnabled(searched && space_->count() > 0);
-  keep_->setEnabled(searched && space_->count() > 0);
-  space_->setPlaceholderText(qs(research::discoverLabel::kNoSpace));
+  space_->setEnabled(searched && hasSpaces(*space_));
+  keep_->setEnabled(searched && hasSpaces(*space_));
   if (!draft_) {
     draftModel_->clear();
     return;

@@ -12,6 +12,7 @@
 #include <QSplitter>
 #include <QStandardItemModel>
 #include <QTabWidget>
+#include <QTimer>
 #include <QTreeView>
 #include <algorithm>
 #include <set>
@@ -36,6 +37,8 @@
 namespace tovra::gui {
 
 namespace {
+
+constexpr std::chrono::seconds kWaitWatch{2};
 
 std::set<std::string> trackedIds(store::Store& store) {
   std::set<std::string> ids;
@@ -125,6 +128,7 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
     auto* area = new QScrollArea(tabs_);
     area->setWidget(panel);
     area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFrameShape(QFrame::NoFrame);
     area->setAccessibleName(panel->accessibleName());
     return area;
@@ -184,6 +188,10 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
   });
   connect(&services.icons(), &AppIcons::arrived, list_->viewport(), qOverload<>(&QWidget::update));
   connect(&services.runnerSignals(), &RunnerSignals::changed, this, &DiscoverPage::refreshWaits);
+  // A run in another Tovra process tells nothing to this one; while the page shows, it looks now and then.
+  waitWatch_ = new QTimer(this);
+  waitWatch_->setInterval(kWaitWatch);
+  connect(waitWatch_, &QTimer::timeout, this, &DiscoverPage::refreshWaits);
   subscription_ = model_->changes().subscribe([this] { sync(); });
   sync();
 }
@@ -192,6 +200,17 @@ DiscoverPage::~DiscoverPage() {
   // The panels hold subscriptions to the models; they go first.
   delete tabs_;
   tabs_ = nullptr;
+}
+
+void DiscoverPage::showEvent(QShowEvent* event) {
+  ViewPage::showEvent(event);
+  refreshWaits();
+  waitWatch_->start();
+}
+
+void DiscoverPage::hideEvent(QHideEvent* event) {
+  ViewPage::hideEvent(event);
+  waitWatch_->stop();
 }
 
 void DiscoverPage::search(const QString& term, const std::string& country) {
@@ -261,10 +280,12 @@ void DiscoverPage::sync() {
   search_->setEnabled(!model_->isSearching());
   QStringList lines;
   if (model_->isSearching()) {
+    // The last answer's lines would read as this search's until it lands.
     lines << qs(label::kSearching);
-  }
-  for (const auto& line : model_->statusLines()) {
-    lines << qs(line);
+  } else {
+    for (const auto& line : model_->statusLines()) {
+      lines << qs(line);
+    }
   }
   status_->setText(lines.join(QLatin1Char('\n')));
   status_->setAccessibleName(status_->text());
@@ -309,6 +330,10 @@ void DiscoverPage::picked() {
   track_->setDraft(nullptr);
   hintsPanel_->setDraftOpen(false);
   draft_.reset();
+  const auto pickedId = app ? std::optional<std::string>(app->id) : std::nullopt;
+  if (model_->selectedId() != pickedId) {
+    model_->select(pickedId);
+  }
   if (!app) {
     return;
   }

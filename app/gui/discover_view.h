@@ -14,6 +14,7 @@ class QListView;
 class QPushButton;
 class QStandardItemModel;
 class QTabWidget;
+class QTimer;
 class QTreeView;
 
 namespace tovra::research {
@@ -53,6 +54,8 @@ class DiscoverPage final : public ViewPage {
 
  protected:
   void refill() override;
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
 
  private:
   void sync();
@@ -82,6 +85,7 @@ class DiscoverPage final : public ViewPage {
   DiscoverHintsPanel* hintsPanel_;
   QStandardItemModel* savedModel_;
   QTreeView* saved_;
+  QTimer* waitWatch_;
 };
 
 ViewPage* makeDiscoverView(AppServices& services, QWidget* parent);

@@ -278,7 +278,7 @@ class DiscoverViewTest final : public QObject {
     d.search(QStringLiteral("photo editor"));
     const auto asked = d.harness.appStore->requests().size();
     // The mark another Tovra process holds while it measures.
-    const auto mark = run ? d.harness.services->core().presence().hold() : nullptr;
+    auto mark = run ? d.harness.services->core().presence().hold() : nullptr;
     if (!run) {
       d.harness.services->core().holdAfterRefusal();
     }
@@ -292,6 +292,15 @@ class DiscoverViewTest final : public QObject {
     QVERIFY2(anyStartsWith(d.texts(), shown.toStdString()), qPrintable(d.texts().join(" | ")));
     QCoreApplication::processEvents();
     QCOMPARE(d.harness.appStore->requests().size(), asked);
+
+    if (run) {
+      // The run ends: both panels stop saying it.
+      mark.reset();
+      emit d.harness.services->runnerSignals().changed();
+      QVERIFY2(!anyStartsWith(d.texts(), shown.toStdString()), qPrintable(d.texts().join(" | ")));
+      d.showTab(research::discoverLabel::kHintsTab);
+      QVERIFY2(!anyStartsWith(d.texts(), shown.toStdString()), qPrintable(d.texts().join(" | ")));
+    }
   }
 
   void signalsShowDifficultyReachTheProbeTrailAndHowTheyAreRead() {
