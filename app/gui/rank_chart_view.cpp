@@ -1,0 +1,170 @@
+#include "app/gui/rank_chart_view.h"
+
+#include <QCategoryAxis>
+#include <QChart>
+#include <QDateTime>
+#include <QDateTimeAxis>
+#include <QLegendMarker>
+#include <QLineSeries>
+#include <QScatterSeries>
+#include <algorithm>
+
+#include "app/gui/gui_text.h"
+
+namespace tovra::gui {
+namespace {
+
+qreal xOf(asokit::WallTime time) {
+  return static_cast<qreal>(std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count());
+}
+
+bool darkPalette(const QPalette& palette) {
+  return palette.color(QPalette::Window).lightness() < 128;
+}
+
+void hideFromLegend(QChart& chart, QAbstractSeries* series) {
+  for (auto* marker : chart.legend()->markers(series)) {
+    marker->setVisible(false);
+  }
+}
+
+}  // namespace
+
+RankChartView::RankChartView(QWidget* parent) : QChartView(new QChart, parent) {
+  setRenderHint(QPainter::Antialiasing);
+  setMinimumHeight(90);
+  setFocusPolicy(Qt::StrongFocus);
+  setAccessibleName(qs(measure::chartText::kRankAxis));
+}
+
+void RankChartView::replaceChart(QChart* chart) {
+  // The view hands back the chart it showed rather than deleting it.
+  auto* old = this->chart();
+  setChart(chart);
+  delete old;
+}
+
+void RankChartView::draw(const std::vector<Series>& series, const store::LocalTimeFormat& localTime,
+                         const QString& emptyText) {
+  auto* chart = new QChart;
+  chart->setTheme(darkPalette(palette()) ? QChart::ChartThemeDark : QChart::ChartThemeLight);
+  chart->setBackgroundBrush(palette().base());
+  chart->setBackgroundRoundness(0);
+  chart->legend()->setAlignment(Qt::AlignBottom);
+  chart->legend()->setLabelColor(palette().color(QPalette::Text));
+  chart->setTitleBrush(palette().text());
+  lineCount_ = 0;
+  outsideCount_ = 0;
+  releaseCount_ = 0;
+
+  std::optional<asokit::WallTime> first;
+  std::optional<asokit::WallTime> last;
+  std::int64_t deepest = 0;
+  for (const auto& one : series) {
+    if (one.chart.firstDay) {
+      first = first ? std::min(*first, *one.chart.firstDay) : *one.chart.firstDay;
+      last = last ? std::max(*last, *one.chart.lastDay) : *one.chart.lastDay;
+    }
+    deepest = std::max(deepest, one.chart.deepestRank);
+  }
+  if (!first) {
+    chart->setTitle(emptyText);
+    chart->legend()->hide();
+    replaceChart(chart);
+    setAccessibleDescription(emptyText);
+    return;
+  }
+
+  const auto bottom = measure::rankAxisBottom(deepest);
+  // The outside row sits a band below the deepest rank of the axis, where no rank can be.
+  const qreal outsideRow = static_cast<qreal>(bottom) * 1.12;
+  auto* days = new QDateTimeAxis;
+  days->setFormat(QStringLiteral("MMM d"));
+  days->setTitleText(qs(measure::chartText::kDayAxis));
+  const qreal halfDay = 12 * 3600 * 1000.0;
+  days->setRange(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(xOf(*first) - halfDay)),
+                 QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(xOf(*last) + halfDay)));
+  days->setTickCount(std::clamp(static_cast<int>((xOf(*last) - xOf(*first)) / (24 * 3600 * 1000.0)) + 1, 2, 8));
+  auto* ranks = new QCategoryAxis;
+  ranks->setReverse(true);
+  ranks->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
+  ranks->setTitleText(qs(measure::chartText::kRankAxis));
+  ranks->setRange(0.5, outsideRow + static_cast<qreal>(bottom) * 0.06);
+  ranks->append(QStringLiteral("1"), 1);
+  const auto step = std::max<std::int64_t>(bottom / 5, 1);
+  for (std::int64_t value = step; value <= bottom; value += step) {
+    ranks->append(QString::number(value), static_cast<qreal>(value));
+  }
+  ranks->append(qs(measure::chartText::kOutsideRow), outsideRow);
+  chart->addAxis(days, Qt::AlignBottom);
+  chart->addAxis(ranks, Qt::AlignLeft);
+
+  const auto attach = [&](QAbstractSeries* drawn) {
+    chart->addSeries(drawn);
+    drawn->attachAxis(days);
+    drawn->attachAxis(ranks);
+  };
+  for (const auto& one : series) {
+    // One app keeps one colour over all its stretches: the single chart takes the palette's highlight, a
+    // comparison the theme's sequence of series colours.
+    QColor colour = series.size() == 1 ? palette().color(QPalette::Highlight) : QColor();
+    bool named = false;
+    for (const auto& line : one.chart.lines) {
+      auto* drawn = new QLineSeries;
+      drawn->setName(one.name);
+      drawn->setPointsVisible(true);
+      for (const auto& point : line) {
+        drawn->append(xOf(point.day), static_cast<qreal>(point.rank));
+      }
+      attach(drawn);
+      if (!colour.isValid()) {
+        colour = drawn->color();
+      }
+      QPen pen = drawn->pen();
+      pen.setColor(colour);
+      pen.setWidthF(2.0);
+      drawn->setPen(pen);
+      if (named) {
+        hideFromLegend(*chart, drawn);
+      }
+      named = true;
+      ++lineCount_;
+    }
+    if (!one.chart.outsideDays.empty()) {
+      auto* outside = new QScatterSeries;
+      outside->setName(one.name + QStringLiteral(" · ") + qs(measure::chartText::kOutsideRow));
+      outside->setMarkerShape(QScatterSeries::MarkerShapeRectangle);
+      outside->setMarkerSize(7);
+      for (const auto day : one.chart.outsideDays) {
+        outside->append(xOf(day), outsideRow);
+      }
+      attach(outside);
+      if (colour.isValid()) {
+        outside->setColor(colour);
+        outside->setBorderColor(colour);
+      }
+      if (named) {
+        hideFromLegend(*chart, outside);
+      }
+      outsideCount_ += static_cast<int>(one.chart.outsideDays.size());
+    }
+    for (const auto& release : one.chart.releases) {
+      auto* mark = new QLineSeries;
+      mark->setName(qs(measure::releaseLabel(release, localTime.date(release.releasedAt))));
+      mark->append(xOf(release.releasedAt), 0.5);
+      mark->append(xOf(release.releasedAt), static_cast<qreal>(bottom));
+      attach(mark);
+      QPen pen(palette().color(QPalette::PlaceholderText));
+      pen.setStyle(Qt::DashLine);
+      pen.setWidthF(1.0);
+      mark->setPen(pen);
+      mark->setPointLabelsVisible(false);
+      hideFromLegend(*chart, mark);
+      ++releaseCount_;
+    }
+  }
+  replaceChart(chart);
+  setAccessibleDescription(QStringLiteral("%1 · %2").arg(series.front().name, emptyText));
+}
+
+}  // namespace tovra::gui
