@@ -80,6 +80,8 @@ ArchiveView::ArchiveView(AppServices& services, QWidget* parent)
   stacked->addWidget(lists);
   stacked->setStretchFactor(0, 3);
   stacked->setStretchFactor(1, 2);
+  // The chart gets the room first: the lists scroll, a squeezed chart cannot show its axes.
+  stacked->setSizes({420, 220});
   rightColumn->addWidget(headline_);
   rightColumn->addWidget(dayRuns_);
   rightColumn->addWidget(stacked, 1);
@@ -89,6 +91,7 @@ ArchiveView::ArchiveView(AppServices& services, QWidget* parent)
   split->addWidget(right);
   split->setStretchFactor(0, 2);
   split->setStretchFactor(1, 5);
+  split->setSizes({330, 800});
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 

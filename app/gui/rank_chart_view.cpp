@@ -18,6 +18,8 @@ qreal xOf(asokit::WallTime time) {
   return static_cast<qreal>(std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count());
 }
 
+constexpr std::size_t kDotsUpTo = 120;
+
 bool darkPalette(const QPalette& palette) {
   return palette.color(QPalette::Window).lightness() < 128;
 }
@@ -51,6 +53,9 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
   chart->setBackgroundBrush(palette().base());
   chart->setBackgroundRoundness(0);
   chart->legend()->setAlignment(Qt::AlignBottom);
+  // One app's chart is named by the heading above it; a comparison needs its legend. Decided before any
+  // series is added, so the legend is not laid out again for each of them.
+  chart->legend()->setVisible(series.size() > 1);
   chart->legend()->setLabelColor(palette().color(QPalette::Text));
   chart->setTitleBrush(palette().text());
   lineCount_ = 0;
@@ -104,6 +109,15 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
     drawn->attachAxis(days);
     drawn->attachAxis(ranks);
   };
+  std::size_t points = 0;
+  for (const auto& one : series) {
+    for (const auto& line : one.chart.lines) {
+      points += line.size();
+    }
+  }
+  // A dot per day reads well on a short series and costs a marker each on a long one, where only the days
+  // standing alone keep theirs (a line of one day has nothing else to show).
+  const bool dots = points <= kDotsUpTo;
   for (const auto& one : series) {
     // One app keeps one colour over all its stretches: the single chart takes the palette's highlight, a
     // comparison the theme's sequence of series colours.
@@ -112,7 +126,7 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
     for (const auto& line : one.chart.lines) {
       auto* drawn = new QLineSeries;
       drawn->setName(one.name);
-      drawn->setPointsVisible(true);
+      drawn->setPointsVisible(dots || line.size() == 1);
       for (const auto& point : line) {
         drawn->append(xOf(point.day), static_cast<qreal>(point.rank));
       }

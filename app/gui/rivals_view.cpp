@@ -141,6 +141,7 @@ RivalsView::RivalsView(AppServices& services, QWidget* parent) : ViewPage(qs(tex
   stacked->addWidget(compareBox);
   stacked->setStretchFactor(0, 3);
   stacked->setStretchFactor(1, 2);
+  stacked->setSizes({330, 260});
   rightColumn->addWidget(stacked, 1);
 
   auto* split = new QSplitter(Qt::Horizontal, this);
@@ -148,6 +149,7 @@ RivalsView::RivalsView(AppServices& services, QWidget* parent) : ViewPage(qs(tex
   split->addWidget(right);
   split->setStretchFactor(0, 1);
   split->setStretchFactor(1, 4);
+  split->setSizes({260, 900});
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 
