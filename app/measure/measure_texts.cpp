@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "app/base/keyword_key.h"
+
 namespace tovra::measure::texts {
 
 std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>& haltCause) {
@@ -37,6 +39,19 @@ std::string progressLine(const CompletedRequest& request, std::int64_t requests)
                  [](unsigned char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
   return fmt::format("request {} of {}{}{}{}{}{}{}", request.index, requests, kJoin, request.target.keyword, kJoin,
                      country, kJoin, request.succeeded ? "ok" : "failed");
+}
+
+std::string liveLine(const LiveRun& live) {
+  const auto total = static_cast<std::int64_t>(live.plan.size());
+  auto line = fmt::format("request {} of {}", live.completedRequests, total);
+  if (live.completedRequests >= 0 && live.completedRequests < total) {
+    const auto& next = live.plan[static_cast<std::size_t>(live.completedRequests)];
+    line += std::string(kJoin) + next.keyword + std::string(kJoin) + base::upperCountry(next.country);
+  }
+  if (live.stopRequested) {
+    line += "\n" + std::string(kStopping);
+  }
+  return line;
 }
 
 std::string sourceLine(std::string_view source) {

@@ -51,6 +51,9 @@ std::string keywordCount(std::int64_t keywords);
 std::string pacingNote(std::int64_t requests);
 // "request 3 of 9 · photo editor · US · ok", or "failed" for a request that did not get an answer.
 std::string progressLine(const CompletedRequest& request, std::int64_t requests);
+// Where a live run stands: "request 3 of 9 · photo editor · US", the search it asks now named after the
+// count; the count alone once every search is answered. Stopping adds a second line with kStopping.
+std::string liveLine(const LiveRun& live);
 // "source of these numbers: appstore"
 std::string sourceLine(std::string_view source);
 // "Last measured 3 hours ago." From the last run's end to `now`: hours floored; above 47 hours, the

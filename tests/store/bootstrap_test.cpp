@@ -423,7 +423,7 @@ TEST_F(BootstrapTest, TheAlertsForAStoreLeftInPlaceSayNothingWasMoved) {
   EXPECT_EQ(inUse.informativeText,
             "Another program holds the store /data/default.store locked, so Tovra cannot open it now. Nothing was "
             "moved or changed: close the other program or wait for it to finish, then try again.");
-  EXPECT_EQ(inUse.buttons, std::vector<std::string>{"Quit"});
+  EXPECT_EQ(inUse.buttons, (std::vector<std::string>{"Try Again", "Quit"}));
   EXPECT_FALSE(inUse.folder);
   EXPECT_TRUE(inUse.endsApplication);
 
