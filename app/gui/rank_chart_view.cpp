@@ -5,7 +5,7 @@
 #include <QDateTime>
 #include <QDateTimeAxis>
 #include <QLegendMarker>
-#include <QLineSeries>
+#include <QPainter>
 #include <QScatterSeries>
 #include <algorithm>
 
@@ -37,6 +37,36 @@ RankChartView::RankChartView(QWidget* parent) : QChartView(new QChart, parent) {
   setMinimumHeight(90);
   setFocusPolicy(Qt::StrongFocus);
   setAccessibleName(qs(measure::chartText::kRankAxis));
+}
+
+void RankChartView::drawForeground(QPainter* painter, const QRectF& rect) {
+  QChartView::drawForeground(painter, rect);
+  if (!anchor_ || (stretches_.empty() && releaseDays_.empty())) {
+    return;
+  }
+  auto* shown = chart();
+  const auto at = [&](QPointF value) { return shown->mapToScene(shown->mapToPosition(value, anchor_)); };
+  painter->save();
+  painter->setRenderHint(QPainter::Antialiasing);
+  painter->setClipRect(shown->mapRectToScene(shown->plotArea()));
+  QPen marks(palette().color(QPalette::PlaceholderText));
+  marks.setStyle(Qt::DashLine);
+  painter->setPen(marks);
+  for (const auto day : releaseDays_) {
+    painter->drawLine(at(QPointF(day, releaseTop_)), at(QPointF(day, releaseBottom_)));
+  }
+  for (const auto& [colour, stretch] : stretches_) {
+    QPen pen(colour);
+    pen.setWidthF(2.0);
+    painter->setPen(pen);
+    QPolygonF line;
+    line.reserve(stretch.size());
+    for (const auto& point : stretch) {
+      line.append(at(point));
+    }
+    painter->drawPolyline(line);
+  }
+  painter->restore();
 }
 
 void RankChartView::replaceChart(QChart* chart) {
@@ -73,6 +103,10 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
     deepest = std::max(deepest, one.chart.deepestRank);
   }
   if (!first) {
+    setToolTip(QString());
+    stretches_.clear();
+    releaseDays_.clear();
+    anchor_ = nullptr;
     chart->setTitle(emptyText);
     chart->legend()->hide();
     replaceChart(chart);
@@ -118,30 +152,38 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
   // A dot per day reads well on a short series and costs a marker each on a long one, where only the days
   // standing alone keep theirs (a line of one day has nothing else to show).
   const bool dots = points <= kDotsUpTo;
+  stretches_.clear();
+  releaseDays_.clear();
+  anchor_ = nullptr;
+  // The dashed marks carry no text of their own; hovering the chart names them.
+  QStringList releaseLabels;
   for (const auto& one : series) {
     // One app keeps one colour over all its stretches: the single chart takes the palette's highlight, a
-    // comparison the theme's sequence of series colours.
-    QColor colour = series.size() == 1 ? palette().color(QPalette::Highlight) : QColor();
-    bool named = false;
+    // comparison the theme's sequence of series colours. Its days are one series of dots; the lines between
+    // consecutive days are painted over the chart (see drawForeground), since a series per stretch would
+    // cost a long history hundreds of milliseconds.
+    auto* days = new QScatterSeries;
+    days->setName(one.name);
+    days->setMarkerShape(QScatterSeries::MarkerShapeCircle);
+    days->setMarkerSize(dots ? 7 : 5);
     for (const auto& line : one.chart.lines) {
-      auto* drawn = new QLineSeries;
-      drawn->setName(one.name);
-      drawn->setPointsVisible(dots || line.size() == 1);
+      if (dots || line.size() == 1) {
+        for (const auto& point : line) {
+          days->append(xOf(point.day), static_cast<qreal>(point.rank));
+        }
+      }
+    }
+    attach(days);
+    anchor_ = anchor_ ? anchor_ : days;
+    const QColor colour = series.size() == 1 ? palette().color(QPalette::Highlight) : days->color();
+    days->setColor(colour);
+    days->setBorderColor(colour);
+    for (const auto& line : one.chart.lines) {
+      QList<QPointF> stretch;
       for (const auto& point : line) {
-        drawn->append(xOf(point.day), static_cast<qreal>(point.rank));
+        stretch.append(QPointF(xOf(point.day), static_cast<qreal>(point.rank)));
       }
-      attach(drawn);
-      if (!colour.isValid()) {
-        colour = drawn->color();
-      }
-      QPen pen = drawn->pen();
-      pen.setColor(colour);
-      pen.setWidthF(2.0);
-      drawn->setPen(pen);
-      if (named) {
-        hideFromLegend(*chart, drawn);
-      }
-      named = true;
+      stretches_.push_back({colour, std::move(stretch)});
       ++lineCount_;
     }
     if (!one.chart.outsideDays.empty()) {
@@ -153,30 +195,20 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
         outside->append(xOf(day), outsideRow);
       }
       attach(outside);
-      if (colour.isValid()) {
-        outside->setColor(colour);
-        outside->setBorderColor(colour);
-      }
-      if (named) {
-        hideFromLegend(*chart, outside);
-      }
+      outside->setColor(colour);
+      outside->setBorderColor(colour);
+      hideFromLegend(*chart, outside);
       outsideCount_ += static_cast<int>(one.chart.outsideDays.size());
     }
     for (const auto& release : one.chart.releases) {
-      auto* mark = new QLineSeries;
-      mark->setName(qs(measure::releaseLabel(release, localTime.date(release.releasedAt))));
-      mark->append(xOf(release.releasedAt), 0.5);
-      mark->append(xOf(release.releasedAt), static_cast<qreal>(bottom));
-      attach(mark);
-      QPen pen(palette().color(QPalette::PlaceholderText));
-      pen.setStyle(Qt::DashLine);
-      pen.setWidthF(1.0);
-      mark->setPen(pen);
-      mark->setPointLabelsVisible(false);
-      hideFromLegend(*chart, mark);
+      releaseDays_.push_back(xOf(release.releasedAt));
+      releaseLabels << qs(measure::releaseLabel(release, localTime.date(release.releasedAt)));
       ++releaseCount_;
     }
   }
+  setToolTip(releaseLabels.join(QLatin1Char('\n')));
+  releaseTop_ = 0.5;
+  releaseBottom_ = static_cast<qreal>(bottom);
   replaceChart(chart);
   setAccessibleDescription(QStringLiteral("%1 · %2").arg(series.front().name, emptyText));
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QChartView>
+#include <QColor>
+#include <QList>
+#include <QPointF>
 #include <QString>
 #include <vector>
 
@@ -29,11 +32,22 @@ class RankChartView final : public QChartView {
   // The line series drawn for an app (for tests and the accessibility summary): each is one unbroken
   // stretch of days.
   int lineCount() const { return lineCount_; }
+  // The unbroken stretches painted, in chart values (day in milliseconds, rank), each one line.
+  const std::vector<std::pair<QColor, QList<QPointF>>>& stretches() const { return stretches_; }
   int outsideCount() const { return outsideCount_; }
   int releaseCount() const { return releaseCount_; }
 
+ protected:
+  void drawForeground(QPainter* painter, const QRectF& rect) override;
+
  private:
   void replaceChart(QChart* chart);
+
+  std::vector<std::pair<QColor, QList<QPointF>>> stretches_;
+  std::vector<qreal> releaseDays_;
+  qreal releaseTop_ = 0;
+  qreal releaseBottom_ = 0;
+  QAbstractSeries* anchor_ = nullptr;
 
   int lineCount_ = 0;
   int outsideCount_ = 0;

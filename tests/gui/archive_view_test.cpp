@@ -66,12 +66,14 @@ class ArchiveViewTest final : public QObject {
 
     QCOMPARE(archive.chart()->lineCount(), lines);
     QCOMPARE(archive.chart()->outsideCount(), outside);
-    // Each drawn line is one series, so a gap is never bridged by a segment.
-    int drawn = 0;
-    for (auto* series : archive.chart()->chart()->series()) {
-      drawn += series->type() == QAbstractSeries::SeriesTypeLine ? 1 : 0;
+    // Each painted line is one stretch of consecutive days, so a gap is never bridged by a segment: no
+    // line spans more than a day and a half between two of its points.
+    QCOMPARE(static_cast<int>(archive.chart()->stretches().size()), lines);
+    for (const auto& [colour, stretch] : archive.chart()->stretches()) {
+      for (qsizetype i = 1; i < stretch.size(); ++i) {
+        QVERIFY(stretch[i].x() - stretch[i - 1].x() < 36 * 3600 * 1000.0);
+      }
     }
-    QCOMPARE(drawn, lines);
     // Every reading is listed, and a day outside the results says so in words, never as a rank.
     const auto days = stretches.split(QRegularExpression(QStringLiteral("[ |]")), Qt::SkipEmptyParts).size();
     QCOMPARE(archive.readings()->model()->rowCount(), static_cast<int>(days));
