@@ -8,6 +8,7 @@
 #include "app/gui/dbus_notifications.h"
 #include "app/gui/icons.h"
 #include "app/gui/launch.h"
+#include "app/gui/launch_alert_dialog.h"
 #include "app/gui/main_window.h"
 
 int main(int argc, char* argv[]) {
