@@ -34,6 +34,9 @@ void hideFromLegend(QChart& chart, QAbstractSeries* series) {
 
 RankChartView::RankChartView(QWidget* parent) : QChartView(new QChart, parent) {
   setRenderHint(QPainter::Antialiasing);
+  // The lines are painted over the scene, not as its items: a change of the chart's layout must repaint
+  // the whole view, or the lines would stay where the items were.
+  setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
   setMinimumHeight(90);
   setFocusPolicy(Qt::StrongFocus);
   setAccessibleName(qs(measure::chartText::kRankAxis));
