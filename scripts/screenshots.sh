@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Renders the desktop application with generated demo data to PNGs under docs/ (the README shows them):
-# the main window, the command palette, a run against the loopback fake store, and the settings. Each
+# the main window, the command palette, a run against the loopback fake store, the archive, the rivals
+# board, and the settings. Each
 # picture is taken on a private X server (xvfb-run), so your own desktop is never touched, and nothing
 # reaches the real App Store.
 # Usage: scripts/screenshots.sh [BUILD_DIR]   (default build/release)
@@ -58,6 +59,8 @@ shoot main-window
 shoot today ctrl+1 Tab Down Down
 shoot command-palette ctrl+k g space t
 shoot run-sheet ctrl+r
+shoot archive ctrl+4
+shoot rivals ctrl+5
 shoot settings ctrl+k o p e n space s e t Return
 shoot apps ctrl+2
 shoot add-app ctrl+2 ctrl+n p h o t o space e d i t o r Return

@@ -71,7 +71,7 @@ ActionMenus::ActionMenus(QMainWindow& window) : QObject(&window) {
   file->addSeparator();
   file->addAction(quit_);
   menu(QStringLiteral("&Go"), {TovraActionID::goToday, TovraActionID::goApps, TovraActionID::goDiscover,
-                               TovraActionID::goArchive, TovraActionID::commandPalette});
+                               TovraActionID::goArchive, TovraActionID::goRivals, TovraActionID::commandPalette});
   menu(QStringLiteral("&Help"),
        {TovraActionID::support, TovraActionID::privacyPolicy, TovraActionID::termsOfUse, TovraActionID::sendFeedback});
 }

@@ -25,6 +25,7 @@
 #include "app/gui/gui_text.h"
 #include "app/gui/icons.h"
 #include "app/gui/qt_settings.h"
+#include "app/gui/rivals_view.h"
 #include "app/gui/run_sheet.h"
 #include "app/gui/settings_dialog.h"
 #include "app/gui/today_view.h"
@@ -41,9 +42,10 @@ namespace {
 
 using shell::TovraActionID;
 
-constexpr std::array<TovraActionID, 4> kPageActions{TovraActionID::goToday, TovraActionID::goApps,
-                                                    TovraActionID::goDiscover, TovraActionID::goArchive};
-constexpr std::array<const char*, 4> kPageNames{"Today", "Apps", "Discover", "Archive"};
+constexpr std::array<TovraActionID, 5> kPageActions{TovraActionID::goToday, TovraActionID::goApps,
+                                                    TovraActionID::goDiscover, TovraActionID::goArchive,
+                                                    TovraActionID::goRivals};
+constexpr std::array<const char*, 5> kPageNames{"Today", "Apps", "Discover", "Archive", "Rivals"};
 
 // How often the window looks for writes (its own and another process's) and the shared hold.
 constexpr auto kStoreWatchMs = static_cast<int>(store::StoreWatcher::kInterval.count());
@@ -78,7 +80,7 @@ MainWindow::MainWindow(AppServices& services, bool restore) : services_(services
   stack_ = new QStackedWidget(this);
   appsPage_ = makeAppsView(services, stack_);
   pages_ = {makeTodayView(services, stack_), appsPage_, makeDiscoverView(services, stack_),
-            makeArchiveView(services, stack_)};
+            makeArchiveView(services, stack_), makeRivalsView(services, stack_)};
   for (auto* page : pages_) {
     stack_->addWidget(page);
   }
@@ -138,7 +140,7 @@ MainWindow::MainWindow(AppServices& services, bool restore) : services_(services
     if (const auto geometry = settings.value(kGeometryKey).toByteArray(); !geometry.isEmpty()) {
       restoreGeometry(geometry);
     }
-    page = std::clamp(settings.value(kLastPageKey, 0).toInt(), 0, 3);
+    page = std::clamp(settings.value(kLastPageKey, 0).toInt(), 0, static_cast<int>(kPageActions.size()) - 1);
   }
   showPage(static_cast<Page>(page));
   watcher_ = std::make_unique<store::StoreWatcher>(services.store(), services.core().monotonic());
@@ -281,6 +283,9 @@ void MainWindow::perform(TovraActionID id) {
       return;
     case TovraActionID::goArchive:
       showPage(Page::archive);
+      return;
+    case TovraActionID::goRivals:
+      showPage(Page::rivals);
       return;
     case TovraActionID::openSettings:
       settingsDialog().show();

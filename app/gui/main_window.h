@@ -26,12 +26,12 @@ class RunSheet;
 class SettingsDialog;
 class Tray;
 
-// The main window: the sidebar with Today, Apps, Discover and Archive, the page shown, the getting-started
+// The main window: the sidebar with Today, Apps, Discover, Archive and Rivals, the page shown, the getting-started
 // panel on a first launch, and the one action handler that menus, shortcuts, the palette and the tray read.
 class MainWindow final : public QMainWindow {
   Q_OBJECT
  public:
-  enum class Page { today, apps, discover, archive };
+  enum class Page { today, apps, discover, archive, rivals };
   static constexpr QSize kFirstSize{1180, 720};
 
   // `restore`: the geometry and the last page come back from the settings (none under the onboarding
@@ -77,7 +77,7 @@ class MainWindow final : public QMainWindow {
   QListView* sidebar_;
   QStandardItemModel* sidebarModel_;
   QStackedWidget* stack_;
-  std::array<ViewPage*, 4> pages_{};
+  std::array<ViewPage*, 5> pages_{};
   AppsPage* appsPage_;
   QFrame* gettingStarted_;
   QLabel* runStatus_;

@@ -55,6 +55,16 @@ std::int64_t rankAxisBottom(std::int64_t deepestRank) {
   return bottom;
 }
 
+std::string chartSummary(const RankChart& chart, std::size_t readings, std::size_t dayRuns) {
+  const auto plural = [](std::size_t count, std::string_view one, std::string_view many) {
+    return std::to_string(count) + " " + std::string(count == 1 ? one : many);
+  };
+  auto text = plural(readings, "reading", "readings") + " in " + plural(dayRuns, "day run", "day runs");
+  text += " · " + plural(chart.outsideDays.size(), "day", "days") + " outside the results";
+  text += " · " + plural(chart.releases.size(), "release", "releases");
+  return text;
+}
+
 std::string releaseLabel(const store::AppRelease& release, std::string_view date) {
   return release.version + " released " + std::string(date);
 }

@@ -23,7 +23,7 @@ inline constexpr std::string_view kDayAxis = "Day";
 inline constexpr std::string_view kOutsideRow = "Outside the results";
 inline constexpr std::string_view kNoReadings = "No readings of this keyword yet: the next run measures it.";
 inline constexpr std::string_view kPickKeyword = "Pick a keyword to see its rank day by day.";
-inline constexpr std::string_view kGapNote = "A missing day is a gap: nothing is drawn where Tovra did not measure.";
+inline constexpr std::string_view kGapNote = "a missing day is a gap, never a line";
 }  // namespace chartText
 
 // One day of a drawn line: a reading with a rank.
@@ -54,6 +54,9 @@ RankChart rankChart(const std::vector<std::vector<asokit::RankPoint>>& dayRuns,
 // The bottom of the rank axis: the deepest rank rounded up to 10, 20, 50, 100, 200, … (at least 10), so
 // rank 1 sits at the top and the deepest reading is inside the axis.
 std::int64_t rankAxisBottom(std::int64_t deepestRank);
+
+// "400 readings in 12 day runs · 31 days outside the results · 2 releases", the short line above a chart
+std::string chartSummary(const RankChart& chart, std::size_t readings, std::size_t dayRuns);
 
 // "2.3 released 2025-01-14"
 std::string releaseLabel(const store::AppRelease& release, std::string_view date);

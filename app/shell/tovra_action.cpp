@@ -16,6 +16,7 @@ constexpr std::array<TovraAction, kActionCount> kActions{{
     {goApps, "Go to Apps", "square.grid.2x2", '2', {M::command}},
     {goDiscover, "Go to Discover", "binoculars", '3', {M::command}},
     {goArchive, "Go to Archive", "books.vertical", '4', {M::command}},
+    {goRivals, "Go to Rivals", "person.2", '5', {M::command}},
     {openSettings, "Open Settings", "gearshape", std::nullopt, {}},
     {commandPalette, "Command palette", "command", 'K', {M::command}},
     {support, "Tovra Support", "envelope", std::nullopt, {}},
@@ -25,8 +26,8 @@ constexpr std::array<TovraAction, kActionCount> kActions{{
 }};
 
 constexpr std::array<std::string_view, kActionCount> kNames{
-    "addApp",       "addKeywords",    "measureNow", "goToday",       "goApps",     "goDiscover",   "goArchive",
-    "openSettings", "commandPalette", "support",    "privacyPolicy", "termsOfUse", "sendFeedback",
+    "addApp",   "addKeywords",  "measureNow",     "goToday", "goApps",        "goDiscover", "goArchive",
+    "goRivals", "openSettings", "commandPalette", "support", "privacyPolicy", "termsOfUse", "sendFeedback",
 };
 
 }  // namespace

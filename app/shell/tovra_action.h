@@ -19,6 +19,7 @@ enum class TovraActionID {
   goApps,
   goDiscover,
   goArchive,
+  goRivals,
   openSettings,
   commandPalette,
   support,
@@ -55,7 +56,7 @@ struct TovraAction {
   KeyModifiers modifiers;
 };
 
-inline constexpr std::size_t kActionCount = 13;
+inline constexpr std::size_t kActionCount = 14;
 
 // The one table of actions, in the order menus and the palette list them.
 const std::array<TovraAction, kActionCount>& tovraActions();

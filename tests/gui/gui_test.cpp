@@ -69,8 +69,8 @@ class GuiTest final : public QObject {
     QVERIFY(palette.isVisible());
     QCOMPARE(QApplication::focusWidget(), palette.field());
     QTest::keyClicks(palette.field(), QStringLiteral("g t"));
-    QCOMPARE(rowsOf(*palette.list()->model()).mid(0, 4),
-             (QStringList{"Go to Today", "Go to Apps", "Go to Discover", "Go to Archive"}));
+    QCOMPARE(rowsOf(*palette.list()->model()).mid(0, 5),
+             (QStringList{"Go to Today", "Go to Apps", "Go to Discover", "Go to Archive", "Go to Rivals"}));
     QTest::keyClick(palette.field(), Qt::Key_Down);
     QTest::keyClick(palette.field(), Qt::Key_Down);
     QTest::keyClick(palette.field(), Qt::Key_Up);

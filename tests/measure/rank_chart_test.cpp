@@ -86,6 +86,15 @@ TEST(RankChartReleases, AChartWithoutReadingsMarksNoRelease) {
   EXPECT_FALSE(chart.firstDay);
 }
 
+TEST(RankChartSummary, CountsReadingsRunsOutsideDaysAndReleases) {
+  RankChart chart;
+  chart.outsideDays.resize(1);
+  EXPECT_EQ(chartSummary(chart, 1, 1), "1 reading in 1 day run · 1 day outside the results · 0 releases");
+  chart.outsideDays.resize(31);
+  chart.releases.resize(2);
+  EXPECT_EQ(chartSummary(chart, 400, 12), "400 readings in 12 day runs · 31 days outside the results · 2 releases");
+}
+
 TEST(RankAxis, TheBottomIsTheDeepestRankRoundedUpToARoundNumber) {
   const std::vector<std::pair<std::int64_t, std::int64_t>> cases{{0, 10},    {1, 10},    {10, 10},   {11, 20},
                                                                  {20, 20},   {21, 50},   {51, 100},  {101, 200},

@@ -11,9 +11,9 @@ namespace {
 
 using enum TovraActionID;
 
-TEST(ActionTable, HasTheThirteenActionsInOrderWithTheirShortcuts) {
+TEST(ActionTable, HasTheFourteenActionsInOrderWithTheirShortcuts) {
   const auto& actions = tovraActions();
-  ASSERT_EQ(actions.size(), 13u);
+  ASSERT_EQ(actions.size(), 14u);
   for (std::size_t i = 0; i < actions.size(); ++i) {
     EXPECT_EQ(static_cast<std::size_t>(actions[i].id), i) << actions[i].title;
   }
@@ -23,6 +23,8 @@ TEST(ActionTable, HasTheThirteenActionsInOrderWithTheirShortcuts) {
   EXPECT_EQ(tovraAction(measureNow).key, 'R');
   EXPECT_EQ(tovraAction(commandPalette).key, 'K');
   EXPECT_EQ(tovraAction(goArchive).symbol, "books.vertical");
+  EXPECT_EQ(tovraAction(goRivals).key, '5');
+  EXPECT_EQ(tovraAction(goRivals).modifiers, KeyModifiers{KeyModifier::command});
   for (auto id : {openSettings, support, privacyPolicy, termsOfUse, sendFeedback}) {
     EXPECT_FALSE(tovraAction(id).key) << actionName(id);
     EXPECT_TRUE(tovraAction(id).modifiers.empty()) << actionName(id);
@@ -62,18 +64,19 @@ INSTANTIATE_TEST_SUITE_P(
         ScoreCase{"capitalI", "I", "ink", 9}, ScoreCase{"laterLetterAfterGap", "mn", "Measure now", 9 + 8 - 6 + 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(PaletteMatches, GoToQueryListsTheFourGoToTitlesInTableOrder) {
+TEST(PaletteMatches, GoToQueryListsTheFiveGoToTitlesInTableOrder) {
   const auto matches = paletteMatches("g t");
-  std::vector<PaletteMatch> goTo(matches.begin(), matches.begin() + 4);
-  EXPECT_EQ(goTo, (std::vector<PaletteMatch>{{goToday, 16}, {goApps, 16}, {goDiscover, 16}, {goArchive, 16}}));
-  for (std::size_t i = 4; i < matches.size(); ++i) {
+  std::vector<PaletteMatch> goTo(matches.begin(), matches.begin() + 5);
+  EXPECT_EQ(goTo, (std::vector<PaletteMatch>{
+                      {goToday, 16}, {goApps, 16}, {goDiscover, 16}, {goArchive, 16}, {goRivals, 16}}));
+  for (std::size_t i = 5; i < matches.size(); ++i) {
     EXPECT_LT(matches[i].score, 16);
   }
 }
 
 TEST(PaletteMatches, SpacesListEveryActionInTableOrder) {
   const auto matches = paletteMatches(" \t ");
-  ASSERT_EQ(matches.size(), 13u);
+  ASSERT_EQ(matches.size(), 14u);
   EXPECT_TRUE(std::all_of(matches.begin(), matches.end(), [](const auto& m) { return m.score == 0; }));
   EXPECT_EQ(matches.front().id, addApp);
   EXPECT_EQ(matches.back().id, sendFeedback);

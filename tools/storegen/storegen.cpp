@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/base/zoned_calendar.h"
+#include "app/store/app_releases.h"
 #include "app/store/transaction.h"
 
 namespace tovra::storegen {
@@ -96,6 +97,14 @@ class Generator final {
       app.addedAt = dayStart(0) - hours{24 * 3} + minutes{a};
       app = store_.apps().insert(app);
       ++counts_.apps;
+      // A release every month or two, as the store's lookups would have shown them.
+      std::int64_t version = 0;
+      for (std::int64_t day = random_.below(40); day < options_.days; day += random_.between(25, 60)) {
+        const auto released = dayStart(day) + hours{random_.between(6, 20)};
+        store::Releases(store_).record(
+            store::AppRelease{app.appStoreId, "1." + std::to_string(version++), released, released + hours{2}});
+        ++counts_.releases;
+      }
       for (std::int64_t l = 0, n = random_.between(1, 3); l < n; ++l) {
         store_.localizations().insert(store::AppLocalization{{},
                                                              std::string(kCountries[static_cast<std::size_t>(l)]),
@@ -234,19 +243,33 @@ class Generator final {
       if (!done.insert(text + "|" + keyword.query.country).second) {
         continue;
       }
+      // The same rivals come back in every saved search of a keyword, a few of them trading places each
+      // time, so the rivals board has overtakes to tell; the keyword's app starts third.
+      const std::int64_t size = random_.between(10, 25);
+      const std::int64_t depth = std::min<std::int64_t>(size, 10);
+      std::vector<store::LadderEntry> pool;
+      for (std::int64_t p = 1; p <= size; ++p) {
+        store::LadderEntry entry;
+        entry.appStoreId = p == 3 ? keyword.appStoreId : std::to_string(300'000'000 + random_.below(900'000'000));
+        entry.name = "Rival " + std::to_string(p);
+        entry.developer = "Maker " + std::to_string(random_.below(50));
+        entry.iconUrl = "https://is1-ssl.mzstatic.com/image/thumb/" + entry.appStoreId + "/100x100bb.png";
+        pool.push_back(entry);
+      }
+      std::vector<WallTime> times;
       for (std::int64_t l = 0; l < options_.laddersPerKeyword; ++l) {
-        const WallTime fetchedAt =
-            dayStart(random_.below(std::max<std::int64_t>(1, options_.days))) + hours{14} + minutes{l};
+        times.push_back(dayStart(random_.below(std::max<std::int64_t>(1, options_.days))) + hours{14} + minutes{l});
+      }
+      std::sort(times.begin(), times.end());
+      for (const auto fetchedAt : times) {
+        for (std::int64_t swaps = random_.between(0, 3); swaps > 0; --swaps) {
+          const auto at = static_cast<std::size_t>(random_.below(size - 1));
+          std::swap(pool[at], pool[at + 1]);
+        }
         std::vector<store::LadderEntry> entries;
-        const std::int64_t size = random_.between(10, 25);
-        const std::int64_t depth = std::min<std::int64_t>(size, 10);
         for (std::int64_t p = 1; p <= size; ++p) {
-          store::LadderEntry entry;
+          store::LadderEntry entry = pool[static_cast<std::size_t>(p - 1)];
           entry.position = p;
-          entry.appStoreId = p == 3 ? keyword.appStoreId : std::to_string(300'000'000 + random_.below(900'000'000));
-          entry.name = "Rival " + std::to_string(p);
-          entry.developer = "Maker " + std::to_string(random_.below(50));
-          entry.iconUrl = "https://is1-ssl.mzstatic.com/image/thumb/" + entry.appStoreId + "/100x100bb.png";
           if (p <= depth) {
             entry.ratingCount = random_.below(250'000);
             entry.averageRating = static_cast<double>(random_.between(10, 50)) / 10.0;

@@ -9,7 +9,7 @@
 // Builds a realistic store for tests and benchmarks: tracked apps with their names by country, keywords
 // in several countries (some in research spaces), one run per day with a reading per keyword (some
 // outside the results, some days missing with a failed or skipped outcome), review marks, saved searches
-// and hint probes. The same options and seed always give the same records.
+// and hint probes, and the apps' releases. The same options and seed always give the same records.
 namespace tovra::storegen {
 
 struct GeneratorOptions {
@@ -43,6 +43,7 @@ struct GeneratedCounts {
   std::int64_t ladderEntries = 0;
   std::int64_t probes = 0;
   std::int64_t hints = 0;
+  std::int64_t releases = 0;
 };
 
 // Writes everything in one transaction. Throws StoreError when the store refuses a write.
