@@ -110,13 +110,19 @@ TEST_F(IconCacheTest, AFailedIconIsNotKeptAndNotAskedForAgain) {
   for (const auto& [name, answer] : failures) {
     SCOPED_TRACE(name);
     fs::remove_all(folder);
-    auto cache = make(answer);
+    testing::HeldRequests held;
+    auto cache = make(answer, std::nullopt, &held);
     int arrivals = 0;
     auto subscription = cache->arrived().subscribe([&](const std::string&) { ++arrivals; });
     cache->request(kArtwork);
-    // A second, different icon proves the worker went past the first.
+    cache->request(kArtwork);
+    // A second, different icon proves the worker is done with the first.
     cache->request(std::string(kArtwork) + "?v=2");
-    queue.runUntil([&] { return transport->fetches.load() == 2; });
+    held.waitForArrivals(1);
+    held.release();
+    held.waitForArrivals(2);
+    EXPECT_EQ(transport->fetches.load(), 2);
+    held.release();
     cache.reset();  // joins the worker, so nothing more can be posted
     queue.drain();
     EXPECT_EQ(arrivals, 0);
