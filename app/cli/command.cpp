@@ -12,6 +12,23 @@ std::vector<CommandRegistration>& registry() {
 
 }  // namespace
 
+const std::vector<ExitStatusMeaning>& exitStatuses() {
+  static const std::vector<ExitStatusMeaning> statuses{
+      {Exit::done, "Done."},
+      {Exit::failed,
+       "Failed: the error's own text is on standard error. Also measure while another Tovra process "
+       "is measuring, which starts no hold."},
+      {Exit::usage,
+       "Usage: an unknown command or option, a missing argument, an empty --data-dir, keyword text "
+       "given together with -."},
+      {Exit::refused,
+       "Refused by the store (an HTTP 403 after the retries, met by any command, starts the 900 s "
+       "hold every Tovra process keeps), held by its cooldown, or halted by the failure guard."},
+      {Exit::stoppedByUser, "Stopped by the user (Ctrl-C); what was measured before is kept."},
+  };
+  return statuses;
+}
+
 bool registerCommand(CommandRegistration registration) {
   auto& commands = registry();
   const auto at = std::upper_bound(commands.begin(), commands.end(), registration.order,

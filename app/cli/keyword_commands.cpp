@@ -9,6 +9,7 @@
 #include "app/cli/output.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
+#include "app/measure/measure_texts.h"
 #include "app/store/dates.h"
 #include "app/store/store.h"
 
@@ -44,8 +45,12 @@ void runList(Context& context, const std::string& appStoreId) {
         list.push_back(toJson(store, query));
         continue;
       }
-      table.add({app.displayName, query.keyword, upperCountry(query.country), query.isPaused ? "paused" : "measured",
-                 query.provenanceRaw, store::isoUtc(query.addedAt).substr(0, 10)});
+      const auto provenance = store::keywordProvenance(query.provenanceRaw);
+      table.add({app.displayName, query.keyword, upperCountry(query.country),
+                 std::string(measure::texts::keywordState(query.isPaused,
+                                                          store.observations().latestOf(query.rowId).has_value())),
+                 provenance ? std::string(store::provenanceText(*provenance)) : std::string(kEmDash),
+                 store::isoUtc(query.addedAt).substr(0, 10)});
     }
   }
   if (context.json) {
@@ -53,7 +58,7 @@ void runList(Context& context, const std::string& appStoreId) {
   } else if (table.empty()) {
     context.out() << (apps.empty() ? "No app is tracked yet.\n" : "No keyword is tracked yet.\n");
   } else {
-    table.print(context.out());
+    table.print(context.out(), context.tableWidth());
   }
 }
 
@@ -119,13 +124,15 @@ const bool registered = registerCommand(
            "add", "Add keywords to an app; commas, semicolons or new lines separate several, as in a paste");
        addCommand->add_option("app-id", add->appStoreId, "The app's App Store id")->required();
        addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")->required();
-       addCommand->add_option("text", add->texts, "Keywords; all arguments are read as one paste")->required();
+       addCommand->add_option("text", add->texts,
+                              "Keywords: words run together into one keyword; commas, semicolons or new lines "
+                              "separate several; - (or nothing, when piped) reads them from standard input");
        addCommand->fallthrough();
        addCommand->callback([add, &context] { runAdd(context, *add); });
 
        auto listed = std::make_shared<std::string>();
        auto* listCommand = group->add_subcommand("list", "The tracked keywords, of every app or of one");
-       listCommand->add_option("app-id", *listed, "Only this app's keywords");
+       listCommand->add_option("app-id", *listed, "Only this app's keywords (default: every app's)");
        listCommand->fallthrough();
        listCommand->callback([listed, &context] { runList(context, *listed); });
 

@@ -189,7 +189,7 @@ void runList(Context& context) {
     table.add({space.name, std::to_string(store.queries().ofSpace(space.rowId).size()),
                store::isoUtc(space.createdAt).substr(0, 10), graduated, space.id});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
   context.out() << measure::texts::kResearchSpaceNotMeasured << "\n";
 }
 
@@ -218,7 +218,9 @@ void addSpaceCommands(CLI::App& group, Context& context) {
   auto* parkCommand = group.add_subcommand("park", "Keep keywords in a research space; a paste like keywords add");
   parkCommand->add_option("space", park->space, "The space's name or id")->required();
   parkCommand->add_option("--country", park->country, "Storefront country code, e.g. us")->required();
-  parkCommand->add_option("text", park->texts, "Keywords; all arguments are read as one paste")->required();
+  parkCommand->add_option("text", park->texts,
+                          "Keywords: words run together into one keyword; commas, semicolons or new lines "
+                          "separate several; - (or nothing, when piped) reads them from standard input");
   parkCommand->callback([park, &context] { runPark(context, *park); });
 
   auto unpark = std::make_shared<KeywordArgs>();

@@ -45,7 +45,7 @@ void runStore(Context& context) {
   for (const auto& row : inventory.rows) {
     table.add({row.label, std::to_string(row.count), row.note});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 void runExport(Context& context, const std::string& output) {
