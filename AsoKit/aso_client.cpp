@@ -112,10 +112,20 @@ std::string AsoClient::pacedFetch(const std::string& url, const Headers& headers
     }
     limiter_.wait(cancel);
     const auto letThrough = monotonic_.now();
-    auto response = transport_.fetch(url, headers, cancel);
-    if (response.sendDelay > std::chrono::nanoseconds::zero()) {
-      limiter_.markSent(letThrough + response.sendDelay);
+    HttpResponse response;
+    try {
+      response = transport_.fetch(url, headers, cancel);
+    } catch (...) {
+      // Whatever of the request reached the store did so before its failure came back.
+      limiter_.markSent(monotonic_.now());
+      throw;
     }
+    const auto answered = monotonic_.now();
+    // The next slot counts from when the store can have seen this request, never from an earlier moment:
+    // the transport's own reading after the write, or else the answer's arrival. A reading outside the
+    // request's span is not of this clock and bounds nothing.
+    const bool known = response.sentBy && *response.sentBy >= letThrough && *response.sentBy <= answered;
+    limiter_.markSent(known ? *response.sentBy : answered);
     if (response.status >= 200 && response.status <= 299) {
       return std::move(response.body);
     }
@@ -273,6 +283,8 @@ SearchOutcome AsoClient::searchLocked(const std::string& term, const std::string
       app.artworkUrl512 = info->second.artworkUrl512;
       app.ratingCount = info->second.userRatingCount;
       app.averageRating = info->second.averageUserRating;
+      app.version = info->second.version;
+      app.versionReleasedAt = info->second.versionReleasedAt;
     } else {
       const auto name = result.names.find(head[i]);
       app.name = name == result.names.end() ? "?" : name->second;

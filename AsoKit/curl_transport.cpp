@@ -176,6 +176,7 @@ struct Transfer {
   bool tooLarge = false;
   bool cancelled = false;
   bool connected = false;
+  std::optional<Clock::time_point> sentBy;
 };
 
 // A maximum file size only checks a declared Content-Length; the cap must hold for chunked and
@@ -204,6 +205,15 @@ int onConnected(void* user, char*, char*, int, int) {
   return CURL_PREREQFUNC_OK;
 }
 
+// curl reports the request's bytes once their write has returned: the clock read here is no earlier than
+// the moment they reached the network, which is what the next request's slot must count from.
+int onDebug(CURL*, curl_infotype type, char*, std::size_t, void* user) {
+  if (type == CURLINFO_HEADER_OUT || type == CURLINFO_DATA_OUT) {
+    static_cast<Transfer*>(user)->sentBy = Clock::now();
+  }
+  return 0;
+}
+
 bool isTlsFailure(CURLcode code) {
   switch (code) {
     case CURLE_SSL_CONNECT_ERROR:
@@ -223,7 +233,6 @@ bool isTlsFailure(CURLcode code) {
 struct Hop {
   HttpResponse response;
   std::optional<std::string> redirect;
-  Clock::time_point sentAt;  // when the request itself went out, after connecting
 };
 
 class CurlTransport final : public HTTPTransport {
@@ -273,6 +282,9 @@ CurlTransport::CurlTransport(CurlTransportOptions options) : options_(std::move(
   set(CURLOPT_XFERINFOFUNCTION, &onProgress);
   set(CURLOPT_NOPROGRESS, 0L);
   set(CURLOPT_PREREQFUNCTION, &onConnected);
+  // Verbose only so that the debug callback hears when the request was written; it prints nothing.
+  set(CURLOPT_DEBUGFUNCTION, &onDebug);
+  set(CURLOPT_VERBOSE, 1L);
   if (!options_.extraCaFile.empty()) {
     std::string trusted = trustedCertificates(handle_.get(), options_.extraCaFile, options_.systemCaFile);
     curl_blob blob{trusted.data(), trusted.size(), CURL_BLOB_COPY};
@@ -285,14 +297,10 @@ HttpResponse CurlTransport::fetch(const std::string& url, const Headers& headers
   refusePlainHttpAbroad(target);
   const HeaderList list = headerList(headers);
   const std::lock_guard lock(mutex_);
-  const Clock::time_point start = Clock::now();
-  const Clock::time_point deadline = start + options_.requestTimeout;
-  std::optional<Clock::time_point> firstSent;
+  const Clock::time_point deadline = Clock::now() + options_.requestTimeout;
   for (int redirects = 0;; ++redirects) {
     Hop hop = perform(target, list.get(), stop, deadline);
-    firstSent = firstSent.value_or(hop.sentAt);
     if (!hop.redirect) {
-      hop.response.sendDelay = std::max(Clock::duration::zero(), *firstSent - start);
       return std::move(hop.response);
     }
     if (redirects >= options_.maxRedirects) {
@@ -324,10 +332,10 @@ Hop CurlTransport::perform(const Target& target, curl_slist* headers, const std:
   set(CURLOPT_WRITEDATA, &transfer);
   set(CURLOPT_XFERINFODATA, &transfer);
   set(CURLOPT_PREREQDATA, &transfer);
+  set(CURLOPT_DEBUGDATA, &transfer);
   set(CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   // A proxy from the environment must never see loopback traffic; elsewhere it is the user's choice.
   set(CURLOPT_PROXY, target.loopback ? "" : static_cast<const char*>(nullptr));
-  const Clock::time_point performStart = Clock::now();
   const CURLcode code = curl_easy_perform(handle_.get());
   if (code != CURLE_OK) {
     // curl's clock may fire its limit a hair before ours reads the deadline.
@@ -336,9 +344,7 @@ Hop CurlTransport::perform(const Target& target, curl_slist* headers, const std:
   long status = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
   Hop hop;
-  curl_off_t pretransfer = 0;
-  curl_easy_getinfo(handle_.get(), CURLINFO_PRETRANSFER_TIME_T, &pretransfer);
-  hop.sentAt = performStart + std::chrono::microseconds{pretransfer};
+  hop.response.sentBy = transfer.sentBy;
   hop.response.status = status;
   hop.response.body = std::move(transfer.body);
   if (status == 301 || status == 302 || status == 303 || status == 307 || status == 308) {

@@ -1,6 +1,7 @@
 #include "AsoKit/lookup.h"
 
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <regex>
 #include <utility>
@@ -76,6 +77,43 @@ std::optional<double> rating(const json& object) {
   return number;
 }
 
+// "2025-05-15T00:06:01Z", the one form the lookup writes its dates in; anything else is no date rather than
+// a guess.
+std::optional<WallTime> utcTime(const json& object, const char* key) {
+  const auto text = stringAt(object, key);
+  if (!text || text->size() != 20 || (*text)[4] != '-' || (*text)[7] != '-' || (*text)[10] != 'T' ||
+      (*text)[13] != ':' || (*text)[16] != ':' || (*text)[19] != 'Z') {
+    return std::nullopt;
+  }
+  const auto number = [&](std::size_t at, std::size_t length) -> std::optional<int> {
+    int value = 0;
+    for (std::size_t i = at; i < at + length; ++i) {
+      const char c = (*text)[i];
+      if (c < '0' || c > '9') {
+        return std::nullopt;
+      }
+      value = value * 10 + (c - '0');
+    }
+    return value;
+  };
+  const auto year = number(0, 4);
+  const auto month = number(5, 2);
+  const auto day = number(8, 2);
+  const auto hour = number(11, 2);
+  const auto minute = number(14, 2);
+  const auto second = number(17, 2);
+  if (!year || !month || !day || !hour || !minute || !second || *hour > 23 || *minute > 59 || *second > 59) {
+    return std::nullopt;
+  }
+  const std::chrono::year_month_day date{std::chrono::year{*year}, std::chrono::month{static_cast<unsigned>(*month)},
+                                         std::chrono::day{static_cast<unsigned>(*day)}};
+  if (!date.ok()) {
+    return std::nullopt;
+  }
+  return std::chrono::sys_days{date} + std::chrono::hours{*hour} + std::chrono::minutes{*minute} +
+         std::chrono::seconds{*second};
+}
+
 }  // namespace
 
 std::optional<std::string_view> language(std::string_view country) {
@@ -134,6 +172,13 @@ std::vector<AppInfo> parse(std::string_view body) {
     app.artworkUrl512 = stringAt(element, "artworkUrl512");
     app.userRatingCount = wholeCount(element, "userRatingCount");
     app.averageUserRating = rating(element);
+    // A version is a release only with its date: one without the other is left out whole.
+    app.version = stringAt(element, "version");
+    app.versionReleasedAt = utcTime(element, "currentVersionReleaseDate");
+    if (!app.version || app.version->empty() || !app.versionReleasedAt) {
+      app.version.reset();
+      app.versionReleasedAt.reset();
+    }
     apps.push_back(std::move(app));
   }
   return apps;

@@ -31,14 +31,14 @@ void RateLimiter::wait(std::stop_token stop) {
   earliestNext_ = now + minInterval_;
 }
 
-void RateLimiter::markSent(MonoTime sentAt) {
+void RateLimiter::markSent(MonoTime sentBy) {
   std::lock_guard lock(mutex_);
-  const auto next = sentAt + minInterval_;
+  const auto next = sentBy + minInterval_;
   if (!earliestNext_ || *earliestNext_ < next) {
     earliestNext_ = next;
   }
   if (shared_) {
-    shared_->markSent(sentAt);
+    shared_->markSent(sentBy);
   }
 }
 

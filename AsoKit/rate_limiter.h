@@ -10,21 +10,25 @@
 
 namespace asokit {
 
-// Spaces the starts of the client's requests at least `minInterval` apart. The slot is booked when a
-// request is let through, not when it ends, so a slow answer does not widen the gap. With a shared
-// pacing, the slot is also claimed machine-wide, so other Tovra processes' requests keep the same gap.
+// Spaces the client's requests at least `minInterval` apart as the store sees them. The slot is booked
+// when a request is let through and moved to when the request went out (markSent), not to when it
+// ended, so a slow answer does not widen the gap while a slow connection or a late thread cannot narrow
+// it. With a shared pacing, the slot is also claimed machine-wide, so other Tovra processes' requests
+// keep the same gap.
 class RateLimiter final {
  public:
   explicit RateLimiter(MonotonicClock& clock, std::chrono::nanoseconds minInterval = std::chrono::milliseconds{1200},
                        SharedPacing* shared = nullptr);
 
-  // Returns when a request may start and books the next slot. Throws Cancelled when `stop` is
-  // requested during the wait; the booking is then left as it was.
+  // Returns when a request may start and books the next slot; every request let through is followed by
+  // markSent. Throws Cancelled when `stop` is requested during the wait; the booking is then left as it
+  // was.
   void wait(std::stop_token stop = {});
 
-  // The request let through last went out only at `sentAt` (after connecting): the next slot counts from
-  // then, so the store never sees two requests closer than the interval.
-  void markSent(MonoTime sentAt);
+  // The request let through last had gone out by `sentBy` (a moment read after it was written): the next
+  // slot counts from then, so the store never sees two requests closer than the interval. Lets the other
+  // processes sharing the pacing go on.
+  void markSent(MonoTime sentBy);
 
   std::optional<MonoTime> earliestNext() const;
   std::chrono::nanoseconds minInterval() const { return minInterval_; }

@@ -118,6 +118,31 @@ SharedPacingFile::SharedPacingFile(std::filesystem::path directory, std::string 
     throw std::runtime_error("Tovra could not open its shared pacing file " + file_.string() + ": " + errorText(errno));
   }
   ::close(fd);
+  sendingFd_ = ::open((directory / kSendingFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+}
+
+SharedPacingFile::~SharedPacingFile() {
+  if (sendingFd_ >= 0) {
+    ::close(sendingFd_);
+  }
+}
+
+bool SharedPacingFile::takeSending() {
+  if (sendingFd_ < 0) {
+    return true;
+  }
+  int taken = 0;
+  do {
+    taken = ::flock(sendingFd_, LOCK_EX | LOCK_NB);
+  } while (taken != 0 && errno == EINTR);
+  // A lock that fails for another reason than being held must not stop every request of the machine.
+  return taken == 0 || errno != EWOULDBLOCK;
+}
+
+void SharedPacingFile::releaseSending() {
+  if (sendingFd_ >= 0) {
+    ::flock(sendingFd_, LOCK_UN);
+  }
 }
 
 std::string SharedPacingFile::currentBootId() {
@@ -145,6 +170,12 @@ std::optional<MonoTime> SharedPacingFile::claimSlot(MonoTime now, std::chrono::n
       return MonoTime(std::chrono::duration_cast<MonoTime::duration>(std::chrono::nanoseconds{earliest}));
     }
   }
+  // Another process let a request through and has not told yet when it went out: the next slot counts
+  // from a moment still to come. The lock is released under the file's lock, so this test cannot miss
+  // the slot its holder writes.
+  if (!takeSending()) {
+    return now + kSendingPoll;
+  }
   if (state.bootId != bootId_) {
     state.slotNanos.reset();
   }
@@ -154,18 +185,18 @@ std::optional<MonoTime> SharedPacingFile::claimSlot(MonoTime now, std::chrono::n
   return std::nullopt;
 }
 
-void SharedPacingFile::markSent(MonoTime sentAt) {
+void SharedPacingFile::markSent(MonoTime sentBy) {
   const Locked locked(file_);
-  if (!locked.ok()) {
-    return;
+  if (locked.ok()) {
+    auto state = locked.read();
+    const auto sentNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(sentBy.time_since_epoch()).count();
+    // Only ever later: another process may have booked a slot after ours meanwhile.
+    if (state.bootId == bootId_ && (!state.slotNanos || *state.slotNanos < sentNanos)) {
+      state.slotNanos = sentNanos;
+      locked.write(state);
+    }
   }
-  auto state = locked.read();
-  const auto sentNanos = std::chrono::duration_cast<std::chrono::nanoseconds>(sentAt.time_since_epoch()).count();
-  // Only ever later: another process may have booked a slot after ours meanwhile.
-  if (state.bootId == bootId_ && (!state.slotNanos || *state.slotNanos < sentNanos)) {
-    state.slotNanos = sentNanos;
-    locked.write(state);
-  }
+  releaseSending();
 }
 
 std::optional<WallTime> SharedPacingFile::heldUntil() {

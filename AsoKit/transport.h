@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
+
+#include "AsoKit/clock.h"
 
 namespace asokit {
 
@@ -14,8 +17,10 @@ using Headers = std::map<std::string, std::string>;
 struct HttpResponse {
   std::string body;
   std::int64_t status = 0;  // 0 when the answer was not an HTTP answer
-  // How long after the call the request itself went out: connecting and a TLS handshake come first.
-  std::chrono::nanoseconds sendDelay{0};
+  // A moment of the system's monotonic clock by which the request had been handed to the network, read
+  // after its last write returned (connecting and a TLS handshake come before it); none when the
+  // transport cannot tell.
+  std::optional<MonoTime> sentBy;
 };
 
 // The client's one door to the network. A non-2xx status is not an error here; a failure to get an

@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "AsoKit/clock.h"
+
 namespace asokit {
 
 // One thing to measure: where one app ranks for one keyword in one country.
@@ -101,6 +103,10 @@ struct RankedApp {
   // The 512-pixel artwork exactly as the lookup answered it, kept beside the icon so that whoever stores
   // an app's artwork never has to undo the icon's rewrite. Not part of the result's JSON.
   std::optional<std::string> artworkUrl512;
+  // The current version and the moment the store released it, as the lookup answered them; kept as the
+  // app's releases. Not part of the result's JSON either.
+  std::optional<std::string> version;
+  std::optional<WallTime> versionReleasedAt;
   bool operator==(const RankedApp&) const = default;
 };
 
@@ -121,6 +127,10 @@ struct AppInfo {
   std::optional<std::string> artworkUrl512;  // the 512-pixel artwork, as the lookup answered it
   std::optional<std::int64_t> userRatingCount;
   std::optional<double> averageUserRating;
+  // The current version and when the store released it ("currentVersionReleaseDate"); none when the
+  // answer lacks either or the date does not read as an ISO 8601 UTC time.
+  std::optional<std::string> version;
+  std::optional<WallTime> versionReleasedAt;
   // The small icon made from the artwork (see lookup::iconUrl); none without artwork.
   std::optional<std::string> iconURL() const;
   bool operator==(const AppInfo&) const = default;

@@ -38,6 +38,7 @@ done
 port=$(cat "$work/port")
 
 export TOVRA_SEARCH_URL="http://127.0.0.1:$port" TOVRA_LOOKUP_URL="http://127.0.0.1:$port"
+export TOVRA_ARTWORK_URL="http://127.0.0.1:$port"
 export TOVRA_DATA_DIR="$work/data" TOVRA_STATE_DIR="$work/state"
 
 gui="$build/app/gui/tovra-gui"

@@ -34,6 +34,7 @@ for _ in $(seq 1 100); do
 done
 port=$(cat "$work/port")
 export TOVRA_SEARCH_URL="http://127.0.0.1:$port" TOVRA_LOOKUP_URL="http://127.0.0.1:$port"
+export TOVRA_ARTWORK_URL="http://127.0.0.1:$port"
 export TOVRA_DATA_DIR="$work/data" TOVRA_STATE_DIR="$work/state" XDG_CONFIG_HOME="$work/config"
 mkdir -p docs
 
@@ -57,3 +58,6 @@ shoot main-window
 shoot command-palette ctrl+k g space t
 shoot run-sheet ctrl+r
 shoot settings ctrl+k o p e n space s e t Return
+shoot apps ctrl+2
+shoot add-app ctrl+2 ctrl+n p h o t o space e d i t o r Return
+shoot discover ctrl+3 ctrl+f p h o t o space e d i t o r Return Tab Tab Tab Tab

@@ -12,13 +12,14 @@
 #include "app/cli/command.h"
 #include "app/research/argument_keywords.h"
 #include "app/store/launch_alert.h"
+#include "app/store/store_error.h"
 
 namespace tovra::cli {
 namespace {
 
 // The alert's words without its buttons. The informative text of a recovered store already begins with
 // the message, which is then not repeated.
-std::string noticeText(const store::StoreLaunchAlert& alert) {
+std::string alertText(const store::StoreLaunchAlert& alert) {
   if (alert.informativeText.rfind(alert.messageText, 0) == 0) {
     return alert.informativeText;
   }
@@ -101,7 +102,7 @@ store::Store& Context::store() {
   const auto& opening = services().openStore();
   // The bootstrap yields a store or a notice saying why there is none.
   if (opening.notice && (!opening.store || !storeNoticeShown_)) {
-    const std::string text = noticeText(store::StoreLaunchAlert::from(*opening.notice));
+    const std::string text = noticeText(*opening.notice);
     if (!opening.store) {
       throw CommandError(Exit::failed, text);
     }
@@ -109,6 +110,25 @@ store::Store& Context::store() {
     storeNoticeShown_ = true;
   }
   return *opening.store;
+}
+
+std::string Context::noticeText(const store::StoreOpenNotice& notice) {
+  return alertText(store::StoreLaunchAlert::from(notice));
+}
+
+bool Context::salvageIfDamaged(const std::exception* error) {
+  if (!services_ || !services_->storeIsOpen()) {
+    return false;
+  }
+  const auto* storeError = dynamic_cast<const store::StoreError*>(error);
+  const bool reported = storeError && storeError->kind() == store::StoreError::Kind::damaged;
+  if (!reported && !services_->storeDamaged()) {
+    return false;
+  }
+  err_ << noticeText(
+              services_->salvageDamagedStore(error ? error->what() : "The engine reported the store file as damaged."))
+       << "\n";
+  return true;
 }
 
 }  // namespace tovra::cli

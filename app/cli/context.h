@@ -44,6 +44,12 @@ class Context final {
   // bootstrap on first use. A recovered store's notice is printed once on stderr and the command goes
   // on with the new empty store; a store that cannot be opened ends the command with exit status 1.
   tovra::store::Store& store();
+  // After a command, when it failed with `error` or the engine reported the open store as damaged on
+  // the way (a read the command could do without): the store is moved aside, what can still be read is
+  // salvaged into a new one, and the user is told on stderr. Returns whether that happened.
+  bool salvageIfDamaged(const std::exception* error = nullptr);
+  // The notice's words as the command line prints them.
+  static std::string noticeText(const tovra::store::StoreOpenNotice& notice);
   asokit::MonotonicClock& monotonic() { return services().monotonic(); }
   asokit::WallClock& wall() { return services().wall(); }
   const base::ZonedCalendar& calendar() { return services().calendar(); }

@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
     if (*e.what()) {
       std::cerr << e.what() << "\n";
     }
+    context.salvageIfDamaged(&e);
     if (e.isStoreRefusal()) {
       holdAfterRefusal(context, std::cerr);
     }
@@ -99,6 +100,10 @@ int main(int argc, char** argv) {
     return static_cast<int>(Exit::stoppedByUser);
   } catch (const std::exception& e) {
     std::cerr << e.what() << "\n";
+    context.salvageIfDamaged(&e);
+    return static_cast<int>(Exit::failed);
+  }
+  if (context.salvageIfDamaged()) {
     return static_cast<int>(Exit::failed);
   }
   return 0;

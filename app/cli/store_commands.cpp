@@ -7,6 +7,7 @@
 #include "app/cli/output.h"
 #include "app/store/export.h"
 #include "app/store/footprint.h"
+#include "app/store/integrity.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
 
@@ -48,6 +49,61 @@ void runStore(Context& context) {
   table.print(context.out(), context.tableWidth());
 }
 
+std::string_view verdictName(store::StoreCheckResult::Verdict verdict) {
+  switch (verdict) {
+    case store::StoreCheckResult::Verdict::sound:
+      return "sound";
+    case store::StoreCheckResult::Verdict::damaged:
+      return "damaged";
+    case store::StoreCheckResult::Verdict::unchecked:
+      break;
+  }
+  return "unchecked";
+}
+
+nlohmann::json salvageJson(const store::SalvageReport& report) {
+  return {{"opened", report.opened},     {"whole", report.whole},       {"apps", report.apps},
+          {"keywords", report.keywords}, {"readings", report.readings}, {"records", report.records},
+          {"dropped", report.dropped},   {"failure", report.failure}};
+}
+
+// The full check the user asks for. A damaged store is dealt with at once, as a damaged read would be:
+// moved aside whole and salvaged into a new store.
+void runCheck(Context& context) {
+  auto& store = context.store();
+  if (!store.file()) {
+    throw CommandError(Exit::failed, std::string(store::kNoFileToCheck));
+  }
+  const auto result = store::checkStoreFile(*store.file(), store::CheckDepth::full);
+  const std::string summary = store::checkSummary(result);
+  std::optional<store::StoreOpenNotice> notice;
+  if (result.damaged()) {
+    context.services().noteStoreDamage();
+    notice = context.services().salvageDamagedStore(summary);
+  }
+  if (context.json) {
+    nlohmann::json out = {{"verdict", std::string(verdictName(result.verdict))},
+                          {"findings", result.findings},
+                          {"movedTo", nullptr},
+                          {"salvaged", nullptr}};
+    if (notice && notice->recovered()) {
+      out["movedTo"] = notice->recovered()->folder.string();
+      if (notice->recovered()->salvaged) {
+        out["salvaged"] = salvageJson(*notice->recovered()->salvaged);
+      }
+    }
+    printJson(context.out(), out);
+  } else {
+    context.out() << summary << "\n";
+  }
+  if (notice) {
+    throw CommandError(Exit::failed, Context::noticeText(*notice));
+  }
+  if (result.verdict != store::StoreCheckResult::Verdict::sound) {
+    throw CommandError(Exit::failed, "");
+  }
+}
+
 void runExport(Context& context, const std::string& output) {
   auto& store = context.store();
   const auto now = context.wall().now();
@@ -76,7 +132,20 @@ const bool registered = [] {
   registerCommand({"store",
                    [](CLI::App& app, Context& context) {
                      auto* sub = app.add_subcommand("store", "What the local store holds and how much disk it takes");
-                     sub->callback([&context] { runStore(context); });
+                     auto check = std::make_shared<bool>(false);
+                     sub->add_flag("--check", *check,
+                                   "Check every page, record and index of the store file instead; a damaged store "
+                                   "is moved aside and what can still be read is salvaged into a new one");
+                     sub->footer(
+                         "Exit status with --check: 0 the store is sound; 1 the store was damaged (it was moved aside "
+                         "whole and what could be read was salvaged, as told on stderr) or could not be checked.");
+                     sub->callback([check, &context] {
+                       if (*check) {
+                         runCheck(context);
+                       } else {
+                         runStore(context);
+                       }
+                     });
                    },
                    80});
   registerCommand({"export",

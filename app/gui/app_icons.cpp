@@ -1,9 +1,13 @@
 #include "app/gui/app_icons.h"
 
+#include <QFile>
 #include <QGuiApplication>
+#include <QImage>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
+
+#include "app/shell/icon_cache.h"
 
 namespace tovra::gui {
 
@@ -20,7 +24,9 @@ QPainterPath roundedSquare(int size) {
 
 }  // namespace
 
-AppIcons::AppIcons(QObject* parent) : QObject(parent) {}
+AppIcons::AppIcons(shell::IconCache& cache, QObject* parent) : QObject(parent), cache_(cache) {
+  arrivals_ = cache_.arrived().subscribe([this](const std::string&) { emit arrived(); });
+}
 
 AppIcons::~AppIcons() = default;
 
@@ -48,11 +54,39 @@ QPixmap AppIcons::pixmap(const std::optional<std::string>& artworkUrl, int size)
   if (!artworkUrl || artworkUrl->empty()) {
     return placeholder(size);
   }
-  const auto key = QString::fromStdString(*artworkUrl) + QStringLiteral("@%1").arg(size);
+  const auto url = QString::fromStdString(*artworkUrl);
+  const auto key = url + QStringLiteral("@%1").arg(size);
   if (const auto found = drawn_.constFind(key); found != drawn_.cend()) {
     return *found;
   }
-  return placeholder(size);
+  if (unreadable_.contains(url)) {
+    return placeholder(size);
+  }
+  const auto file = cache_.cached(*artworkUrl);
+  if (!file) {
+    cache_.request(*artworkUrl);
+    return placeholder(size);
+  }
+  // Read by content, not by name: the store's artwork addresses say .jpg whatever the bytes are.
+  QFile source(QString::fromStdString(file->string()));
+  QImage image;
+  if (!source.open(QIODevice::ReadOnly) ||
+      !image.loadFromData(source.read(static_cast<qint64>(shell::IconCache::kMaxIconBytes)))) {
+    unreadable_.insert(url);
+    return placeholder(size);
+  }
+  const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
+  QPixmap pixmap(QSize(size, size) * ratio);
+  pixmap.setDevicePixelRatio(ratio);
+  pixmap.fill(Qt::transparent);
+  QPainter painter(&pixmap);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  painter.setClipPath(roundedSquare(size));
+  painter.drawImage(QRectF(0, 0, size, size), image);
+  painter.end();
+  drawn_.insert(key, pixmap);
+  return pixmap;
 }
 
 }  // namespace tovra::gui

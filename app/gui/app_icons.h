@@ -3,8 +3,15 @@
 #include <QHash>
 #include <QObject>
 #include <QPixmap>
+#include <QSet>
 #include <optional>
 #include <string>
+
+#include "app/base/observable.h"
+
+namespace tovra::shell {
+class IconCache;
+}
 
 namespace tovra::gui {
 
@@ -14,7 +21,7 @@ namespace tovra::gui {
 class AppIcons final : public QObject {
   Q_OBJECT
  public:
-  explicit AppIcons(QObject* parent = nullptr);
+  explicit AppIcons(shell::IconCache& cache, QObject* parent = nullptr);
   ~AppIcons() override;
 
   // The icon at `size` logical pixels, square with the store's rounded corners.
@@ -27,7 +34,11 @@ class AppIcons final : public QObject {
   void arrived();
 
  private:
+  shell::IconCache& cache_;
+  base::Subscription arrivals_;
   QHash<QString, QPixmap> drawn_;
+  // Files on disk that are not an image a view can draw: the placeholder stands in for good.
+  QSet<QString> unreadable_;
 };
 
 }  // namespace tovra::gui

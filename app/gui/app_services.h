@@ -11,6 +11,7 @@
 #include "app/gui/qt_settings.h"
 #include "app/measure/measurement_runner.h"
 #include "app/measure/tovra_notifier.h"
+#include "app/shell/icon_cache.h"
 #include "app/shell/services.h"
 #include "app/store/bootstrap.h"
 #include "app/store/store.h"
@@ -39,6 +40,8 @@ class AppServices final {
     std::unique_ptr<store::Store> store;
     std::unique_ptr<QtSettingsStore> settings;
     measure::TovraNotifier::CenterFactory makeCenter;
+    // Fetches app icons into the cache folder; none: icons come only from what the folder holds.
+    shell::Services::TransportFactory makeIconTransport;
   };
 
   // Throws std::runtime_error with the fatal text when not even a store in memory can be made.
@@ -59,19 +62,20 @@ class AppServices final {
   asokit::WallClock& wall() { return core_->wall(); }
   RunnerSignals& runnerSignals() { return signals_; }
   // The apps' icons, shared by every view.
-  AppIcons& icons() { return icons_; }
+  AppIcons& icons() { return *icons_; }
   // Whether a run holds the store in any Tovra process of the user (this one included).
   bool runningElsewhere() const { return core_->presence().running(); }
 
  private:
   QtMainQueue queue_;
+  std::unique_ptr<shell::IconCache> iconCache_;
   std::unique_ptr<shell::Services> core_;
   std::unique_ptr<store::Store> ownStore_;
   store::Store* store_ = nullptr;
   std::optional<store::StoreOpenNotice> notice_;
   std::unique_ptr<QtSettingsStore> settings_;
   RunnerSignals signals_;
-  AppIcons icons_;
+  std::unique_ptr<AppIcons> icons_;
   std::unique_ptr<measure::MeasurementRunner> runner_;
   std::unique_ptr<measure::TovraNotifier> notifier_;
   std::vector<base::Subscription> subscriptions_;

@@ -1,9 +1,16 @@
 #include "app/gui/launch.h"
 
 #include <QCoreApplication>
+#include <QMessageBox>
 #include <QRegularExpression>
 #include <QSettings>
+#include <QTimer>
+#include <QWidget>
 #include <iostream>
+
+#include "app/gui/gui_text.h"
+#include "app/gui/launch_alert_dialog.h"
+#include "app/shell/launch_texts.h"
 
 namespace tovra::gui {
 
@@ -17,7 +24,7 @@ std::unique_ptr<QSettings> isolatedSettings() {
   settings->clear();
   settings->sync();
   if (settings->status() != QSettings::NoError || !settings->isWritable() || !settings->allKeys().isEmpty()) {
-    throw FatalLaunch{kQaDefaultsFailed};
+    throw FatalLaunch{std::string(shell::launch_texts::kQaDefaultsFailed)};
   }
   return settings;
 }
@@ -56,18 +63,42 @@ std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& q
     try {
       parts.store = store::Store::inMemory();
     } catch (const std::exception& error) {
-      throw FatalLaunch{std::string(kQaStoreFailed) + error.what()};
+      throw FatalLaunch{std::string(shell::launch_texts::kQaStoreFailed) + error.what()};
     }
   } else {
     parts.settings = std::make_unique<QtSettingsStore>(std::make_unique<QSettings>());
   }
   parts.makeCenter = std::move(makeCenter);
+  parts.makeIconTransport = [](asokit::CurlTransportOptions options) { return asokit::makeCurlTransport(options); };
   try {
     return std::make_unique<AppServices>(std::move(parts));
   } catch (const std::runtime_error& error) {
     // Only the fallback store in memory can fail here, with its own fatal words.
     throw FatalLaunch{error.what()};
   }
+}
+
+void presentFatalLaunch(const FatalLaunch& fatal) {
+  std::cerr << fatal.message << "\n";
+  QMessageBox box(QMessageBox::Critical, QCoreApplication::applicationName(), qs(fatal.message), QMessageBox::Close);
+  box.setAccessibleName(box.text());
+  box.exec();
+}
+
+void presentMainWindow(QWidget& window, const std::optional<store::StoreOpenNotice>& notice,
+                       std::function<void()> quit) {
+  window.show();
+  window.raise();
+  window.activateWindow();
+  if (!notice) {
+    return;
+  }
+  const auto alert = store::StoreLaunchAlert::from(*notice);
+  QTimer::singleShot(0, &window, [&window, alert, quit = std::move(quit)] {
+    if (presentLaunchAlert(&window, alert) == LaunchAlertChoice::quit && quit) {
+      quit();
+    }
+  });
 }
 
 }  // namespace tovra::gui

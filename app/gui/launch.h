@@ -2,11 +2,15 @@
 
 #include <QSize>
 #include <QStringList>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "app/gui/app_services.h"
+#include "app/store/launch_alert.h"
+
+class QWidget;
 
 namespace tovra::gui {
 
@@ -17,8 +21,6 @@ struct OnboardingQA {
 };
 
 inline constexpr const char* kOnboardingArgument = "--onboarding-qa";
-inline constexpr const char* kQaDefaultsFailed = "Onboarding QA defaults suite could not be isolated.";
-inline constexpr const char* kQaStoreFailed = "Onboarding QA in-memory store could not be created: ";
 
 // Reads the onboarding configuration from the process arguments; none in normal use.
 std::optional<OnboardingQA> onboardingFrom(const QStringList& arguments);
@@ -33,5 +35,14 @@ struct FatalLaunch {
 std::unique_ptr<AppServices> launchServices(const std::optional<OnboardingQA>& qa,
                                             const shell::EnvironmentLookup& environment,
                                             measure::TovraNotifier::CenterFactory makeCenter);
+
+// Says the words a launch ends with in an alert, as well as on the error stream: a launch from the
+// desktop has no terminal to read them in.
+void presentFatalLaunch(const FatalLaunch& fatal);
+
+// Shows the main window, raises it and makes it active, and only then queues the store's alert over it, so
+// the alert never opens over nothing. `quit` runs when the alert says Tovra cannot go on.
+void presentMainWindow(QWidget& window, const std::optional<store::StoreOpenNotice>& notice,
+                       std::function<void()> quit);
 
 }  // namespace tovra::gui

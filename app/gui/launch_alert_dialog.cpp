@@ -26,7 +26,7 @@ void revealInFileManager(const std::filesystem::path& folder) {
   QDesktopServices::openUrl(url);
 }
 
-bool presentLaunchAlert(QWidget* parent, const store::StoreLaunchAlert& alert) {
+LaunchAlertChoice presentLaunchAlert(QWidget* parent, const store::StoreLaunchAlert& alert) {
   QMessageBox box(parent);
   box.setIcon(alert.style == store::StoreLaunchAlert::Style::critical ? QMessageBox::Critical : QMessageBox::Warning);
   box.setWindowTitle(QStringLiteral("Tovra"));
@@ -52,10 +52,13 @@ bool presentLaunchAlert(QWidget* parent, const store::StoreLaunchAlert& alert) {
       revealInFileManager(*alert.folder);
     }
     if (text == store::StoreLaunchAlert::quitButton) {
-      return true;
+      return LaunchAlertChoice::quit;
+    }
+    if (text == store::StoreLaunchAlert::tryAgainButton) {
+      return LaunchAlertChoice::tryAgain;
     }
   }
-  return alert.endsApplication;
+  return alert.endsApplication ? LaunchAlertChoice::quit : LaunchAlertChoice::goOn;
 }
 
 }  // namespace tovra::gui

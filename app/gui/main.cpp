@@ -4,14 +4,11 @@
 #include <QStyleFactory>
 #include <QTimer>
 #include <cstdlib>
-#include <iostream>
 
 #include "app/gui/dbus_notifications.h"
 #include "app/gui/icons.h"
 #include "app/gui/launch.h"
-#include "app/gui/launch_alert_dialog.h"
 #include "app/gui/main_window.h"
-#include "app/store/launch_alert.h"
 
 int main(int argc, char* argv[]) {
   QApplication app(argc, argv);
@@ -25,15 +22,28 @@ int main(int argc, char* argv[]) {
 
   const auto qa = tovra::gui::onboardingFrom(QApplication::arguments());
   std::unique_ptr<tovra::gui::AppServices> services;
-  try {
-    const auto environment = [](const std::string& name) -> std::optional<std::string> {
-      const char* value = std::getenv(name.c_str());
-      return value && *value ? std::optional<std::string>(value) : std::nullopt;
-    };
-    services = tovra::gui::launchServices(qa, environment, tovra::gui::makeDBusNotificationCenter);
-  } catch (const tovra::gui::FatalLaunch& fatal) {
-    std::cerr << fatal.message << "\n";
-    return 1;
+  for (;;) {
+    try {
+      const auto environment = [](const std::string& name) -> std::optional<std::string> {
+        const char* value = std::getenv(name.c_str());
+        return value && *value ? std::optional<std::string>(value) : std::nullopt;
+      };
+      services.reset();
+      services = tovra::gui::launchServices(qa, environment, tovra::gui::makeDBusNotificationCenter);
+    } catch (const tovra::gui::FatalLaunch& fatal) {
+      tovra::gui::presentFatalLaunch(fatal);
+      return 1;
+    }
+    // A store another program holds is asked for again, as often as the user likes, before any window is
+    // built over the stand-in store in memory.
+    const auto& notice = services->notice();
+    if (!notice || !notice->inUse()) {
+      break;
+    }
+    const auto choice = tovra::gui::presentLaunchAlert(nullptr, tovra::store::StoreLaunchAlert::from(*notice));
+    if (choice != tovra::gui::LaunchAlertChoice::tryAgain) {
+      return 1;
+    }
   }
   // Tovra lives on in the tray when the window closes; quitting is explicit.
   QApplication::setQuitOnLastWindowClosed(false);
@@ -43,20 +53,10 @@ int main(int argc, char* argv[]) {
   if (qa && qa->windowSize) {
     window.resize(*qa->windowSize);
   }
-  window.show();
-  window.raise();
-  window.activateWindow();
+  tovra::gui::presentMainWindow(window, services->notice(), [] { QApplication::exit(1); });
   // A checking aid for the start-up benchmark: quit once the first page has shown its rows.
   if (QApplication::arguments().contains(QStringLiteral("--quit-when-shown"))) {
     QTimer::singleShot(0, &app, &QApplication::quit);
-  }
-  if (const auto& notice = services->notice()) {
-    const auto alert = tovra::store::StoreLaunchAlert::from(*notice);
-    QTimer::singleShot(0, &window, [&window, alert] {
-      if (tovra::gui::presentLaunchAlert(&window, alert)) {
-        QApplication::exit(1);
-      }
-    });
   }
   return QApplication::exec();
 }

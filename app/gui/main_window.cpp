@@ -32,6 +32,7 @@
 #include "app/gui/view_page.h"
 #include "app/shell/action_state.h"
 #include "app/shell/run_glance.h"
+#include "app/shell/watchlist_board.h"
 #include "app/store/store_error.h"
 
 namespace tovra::gui {
@@ -75,12 +76,14 @@ MainWindow::MainWindow(AppServices& services, bool restore) : services_(services
                      "color: palette(highlighted-text); }"));
 
   stack_ = new QStackedWidget(this);
-  pages_ = {makeTodayView(services, stack_), makeAppsView(services, stack_), makeDiscoverView(services, stack_),
+  appsPage_ = makeAppsView(services, stack_);
+  pages_ = {makeTodayView(services, stack_), appsPage_, makeDiscoverView(services, stack_),
             makeArchiveView(services, stack_)};
   for (auto* page : pages_) {
     stack_->addWidget(page);
   }
   gettingStarted_ = makeGettingStarted();
+  connect(appsPage_, &AppsPage::storeEmptied, this, &MainWindow::showFirstScreen);
 
   auto* content = new QWidget(this);
   auto* right = new QVBoxLayout;
@@ -191,20 +194,25 @@ void MainWindow::showPage(Page page) {
 SettingsDialog& MainWindow::settingsDialog() {
   if (!settings_) {
     settings_ = new SettingsDialog(services_, this);
-    connect(settings_, &SettingsDialog::storeEmptied, this, [this] {
-      gettingStarted_->show();
-      showPage(Page::today);
-      reloadFromStore();
-    });
+    connect(settings_, &SettingsDialog::storeEmptied, this, &MainWindow::showFirstScreen);
   }
   return *settings_;
 }
 
+void MainWindow::showFirstScreen() {
+  gettingStarted_->show();
+  showPage(Page::today);
+  reloadFromStore();
+}
+
 void MainWindow::reloadFromStore() {
   try {
-    hasMeasurable_ = !services_.store().queries().measurable().empty();
+    auto& store = services_.store();
+    hasMeasurable_ = !store.queries().measurable().empty();
+    hasOwners_ = store.apps().count() > 0 || store.spaces().count() > 0;
   } catch (const store::StoreError&) {
     hasMeasurable_ = false;
+    hasOwners_ = false;
   }
   for (auto* page : pages_) {
     page->invalidate();
@@ -238,18 +246,18 @@ void MainWindow::publishHandler() {
                                 services_.runningElsewhere(), hasMeasurable_};
   const auto measureBlocked = shell::measureNowBlocked(gate);
   for (const auto& action : shell::tovraActions()) {
-    const bool notHere = action.id == TovraActionID::addApp || action.id == TovraActionID::addKeywords;
-    if (notHere || (action.id == TovraActionID::measureNow && measureBlocked)) {
+    if ((action.id == TovraActionID::measureNow && measureBlocked) ||
+        (action.id == TovraActionID::addKeywords && !hasOwners_)) {
       continue;
     }
     handler.enabled.insert(action.id);
   }
-  handler.disabledReason = [measureBlocked](TovraActionID id) -> std::optional<std::string> {
+  handler.disabledReason = [measureBlocked, hasOwners = hasOwners_](TovraActionID id) -> std::optional<std::string> {
     if (id == TovraActionID::measureNow) {
       return measureBlocked;
     }
-    if (id == TovraActionID::addApp || id == TovraActionID::addKeywords) {
-      return std::string(measure::TovraNotifier::kNotInThisBuild);
+    if (id == TovraActionID::addKeywords && !hasOwners) {
+      return std::string(shell::board::kNoOwner);
     }
     return std::nullopt;
   };
@@ -290,7 +298,12 @@ void MainWindow::perform(TovraActionID id) {
       }
       return;
     case TovraActionID::addApp:
+      showPage(Page::apps);
+      appsPage_->openAddApp();
+      return;
     case TovraActionID::addKeywords:
+      showPage(Page::apps);
+      appsPage_->openAddKeywords();
       return;
   }
 }

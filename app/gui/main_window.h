@@ -19,6 +19,7 @@ namespace tovra::gui {
 
 class ActionMenus;
 class AppServices;
+class AppsPage;
 class CommandPaletteWidget;
 class ViewPage;
 class RunSheet;
@@ -66,6 +67,8 @@ class MainWindow final : public QMainWindow {
   void followRun();
   void watchStore();
   void dismissGettingStarted();
+  // After everything was deleted: Today with the getting-started panel, as on a first launch.
+  void showFirstScreen();
   QFrame* makeGettingStarted();
 
   AppServices& services_;
@@ -75,6 +78,7 @@ class MainWindow final : public QMainWindow {
   QStandardItemModel* sidebarModel_;
   QStackedWidget* stack_;
   std::array<ViewPage*, 4> pages_{};
+  AppsPage* appsPage_;
   QFrame* gettingStarted_;
   QLabel* runStatus_;
   CommandPaletteWidget* palette_;
@@ -85,6 +89,7 @@ class MainWindow final : public QMainWindow {
   std::unique_ptr<store::StoreWatcher> watcher_;
   base::Subscription watched_;
   bool hasMeasurable_ = false;
+  bool hasOwners_ = false;
 };
 
 }  // namespace tovra::gui

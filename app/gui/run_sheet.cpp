@@ -116,19 +116,12 @@ void RunSheet::render() {
     const auto total = static_cast<int>(live->plan.size());
     progress_->setRange(0, std::max(total, 1));
     progress_->setValue(static_cast<int>(live->completedRequests));
-    std::string line = "request " + std::to_string(live->completedRequests) + " of " + std::to_string(total);
-    if (live->completedRequests < total) {
-      line += std::string(texts::kJoin) + targetText(live->plan[static_cast<std::size_t>(live->completedRequests)]);
-    }
-    if (live->stopRequested) {
-      line += "\n" + std::string(texts::kStopping);
-    }
+    const auto line = texts::liveLine(*live);
     status_->setText(QString::fromStdString(line));
     stop_->setEnabled(!live->stopRequested);
     asked_->clear();
     for (const auto& request : live->done) {
-      asked_->addItem(QString::fromStdString(targetText(request.target)) +
-                      (request.succeeded ? QString() : QStringLiteral(" · failed")));
+      asked_->addItem(QString::fromStdString(texts::progressLine(request, total)));
     }
   } else {
     std::string line;

@@ -18,47 +18,14 @@
 #include "app/gui/app_services.h"
 #include "app/gui/gui_text.h"
 #include "app/gui/qt_settings.h"
+#include "app/store/damage.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/export.h"
 #include "app/store/footprint.h"
+#include "app/store/integrity.h"
 #include "app/store/store_error.h"
 
 namespace tovra::gui {
-
-namespace {
-
-std::string_view availabilityName(measure::TovraNotifier::Availability::Kind kind) {
-  using Kind = measure::TovraNotifier::Availability::Kind;
-  switch (kind) {
-    case Kind::unavailable:
-      return "unavailable";
-    case Kind::unknown:
-      return "unknown";
-    case Kind::available:
-      return "available";
-    case Kind::denied:
-      return "denied";
-  }
-  return "unknown";
-}
-
-}  // namespace
-
-QString notifierStateText(const AppServices& services) {
-  auto& notifier = const_cast<AppServices&>(services).notifier();
-  const auto& availability = notifier.availability();
-  QStringList parts{qs(availabilityName(availability.kind))};
-  if (!availability.reason.empty()) {
-    parts << QString::fromStdString(availability.reason);
-  }
-  if (notifier.isRequesting()) {
-    parts << QStringLiteral("asking…");
-  }
-  if (const auto& error = notifier.lastErrorDetail()) {
-    parts << QString::fromStdString(*error);
-  }
-  return parts.join(QStringLiteral(" · "));
-}
 
 SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog(parent), services_(services) {
   setWindowTitle(QStringLiteral("Settings"));
@@ -102,6 +69,11 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   exportStatus_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   deleteAll_ = new QPushButton(QStringLiteral("Delete everything…"), storeBox);
   deleteAll_->setAccessibleName(deleteAll_->text());
+  check_ = new QPushButton(QStringLiteral("Check the store"), storeBox);
+  check_->setAccessibleName(check_->text());
+  checkStatus_ = new QLabel(storeBox);
+  checkStatus_->setWordWrap(true);
+  checkStatus_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   auto* storeLayout = new QVBoxLayout(storeBox);
   storeLayout->addWidget(summary_);
   storeLayout->addWidget(inventoryView_, 1);
@@ -109,6 +81,8 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   storeLayout->addWidget(export_, 0, Qt::AlignLeft);
   storeLayout->addWidget(exportProgress_);
   storeLayout->addWidget(exportStatus_);
+  storeLayout->addWidget(check_, 0, Qt::AlignLeft);
+  storeLayout->addWidget(checkStatus_);
   storeLayout->addWidget(deleteAll_, 0, Qt::AlignLeft);
 
   auto* layout = new QVBoxLayout(this);
@@ -118,6 +92,7 @@ SettingsDialog::SettingsDialog(AppServices& services, QWidget* parent) : QDialog
   connect(notifications_, &QCheckBox::toggled, this, [this](bool on) { services_.notifier().setEnabled(on); });
   connect(export_, &QPushButton::clicked, this, &SettingsDialog::chooseExportFile);
   connect(deleteAll_, &QPushButton::clicked, this, &SettingsDialog::deleteEverything);
+  connect(check_, &QPushButton::clicked, this, &SettingsDialog::checkStore);
   notifierChanges_ = services_.notifier().changes().subscribe([this] { render(); });
   services_.notifier().refreshAvailability();
   render();
@@ -130,7 +105,7 @@ void SettingsDialog::render() {
   notifications_->blockSignals(true);
   notifications_->setChecked(notifier.isEnabled());
   notifications_->blockSignals(false);
-  notificationState_->setText(notifierStateText(services_));
+  notificationState_->setText(QString::fromStdString(notifier.stateLine()));
   notificationState_->setAccessibleName(notificationState_->text());
 
   auto& store = services_.store();
@@ -150,6 +125,7 @@ void SettingsDialog::render() {
   }
   summary_->setAccessibleName(summary_->text());
   export_->setEnabled(!exporting_);
+  check_->setEnabled(!checking_);
   exportProgress_->setVisible(exporting_);
 }
 
@@ -204,6 +180,45 @@ void SettingsDialog::exportTo(const QString& target) {
     }
     QMetaObject::invokeMethod(
         QCoreApplication::instance(), [finish, error] { finish(error); }, Qt::QueuedConnection);
+  });
+  connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+  worker->start();
+}
+
+void SettingsDialog::checkStore() {
+  const auto& file = services_.store().file();
+  if (!file) {
+    checkStatus_->setText(qs(store::kNoFileToCheck));
+    checkStatus_->setAccessibleName(checkStatus_->text());
+    emit checkFinished();
+    return;
+  }
+  checking_ = true;
+  checkStatus_->setText(qs(store::kCheckingStore));
+  render();
+  QPointer<SettingsDialog> self(this);
+  // The check reads the whole file through a connection of its own; the store itself stays on this thread.
+  auto* worker = QThread::create([storeFile = *file, self] {
+    const auto result = store::checkStoreFile(storeFile, store::CheckDepth::full);
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [self, result] {
+          if (!self) {
+            return;
+          }
+          std::string text = store::checkSummary(result);
+          if (result.damaged()) {
+            store::noteDamage(self->services_.store());
+            self->services_.core().noteStoreDamage();
+            text += "\n" + std::string(store::kSalvageAtNextLaunch);
+          }
+          self->checking_ = false;
+          self->checkStatus_->setText(QString::fromStdString(text));
+          self->checkStatus_->setAccessibleName(self->checkStatus_->text());
+          self->render();
+          emit self->checkFinished();
+        },
+        Qt::QueuedConnection);
   });
   connect(worker, &QThread::finished, worker, &QObject::deleteLater);
   worker->start();

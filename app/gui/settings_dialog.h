@@ -34,11 +34,17 @@ class SettingsDialog final : public QDialog {
   // Writes the export to `target` off the GUI thread; the status line says how it went.
   void exportTo(const QString& target);
   bool isExporting() const { return exporting_; }
+  // Checks every page, record and index of the store file off the GUI thread; a damaged store is then
+  // written no more and is salvaged at the next launch.
+  void checkStore();
+  QPushButton* checkButton() const { return check_; }
+  QLabel* checkStatus() const { return checkStatus_; }
 
  signals:
   // Everything was deleted: the windows go back to their first screen.
   void storeEmptied();
   void exportFinished();
+  void checkFinished();
 
  private:
   void chooseExportFile();
@@ -54,11 +60,11 @@ class SettingsDialog final : public QDialog {
   QLabel* exportStatus_;
   QProgressBar* exportProgress_;
   QPushButton* deleteAll_;
+  QPushButton* check_;
+  QLabel* checkStatus_;
   bool exporting_ = false;
+  bool checking_ = false;
   base::Subscription notifierChanges_;
 };
-
-// The notifier's state beside the switch: the availability, the last error and whether it is asking.
-QString notifierStateText(const AppServices& services);
 
 }  // namespace tovra::gui

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "app/base/keyword_key.h"
+
 namespace tovra::measure::texts {
 
 std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>& haltCause) {
@@ -52,6 +54,19 @@ std::string_view keywordState(bool isPaused, bool hasReading) {
     return "paused";
   }
   return hasReading ? "measured" : "not measured yet";
+}
+
+std::string liveLine(const LiveRun& live) {
+  const auto total = static_cast<std::int64_t>(live.plan.size());
+  auto line = fmt::format("request {} of {}", live.completedRequests, total);
+  if (live.completedRequests >= 0 && live.completedRequests < total) {
+    const auto& next = live.plan[static_cast<std::size_t>(live.completedRequests)];
+    line += std::string(kJoin) + next.keyword + std::string(kJoin) + base::upperCountry(next.country);
+  }
+  if (live.stopRequested) {
+    line += "\n" + std::string(kStopping);
+  }
+  return line;
 }
 
 std::string sourceLine(std::string_view source) {

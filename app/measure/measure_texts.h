@@ -59,6 +59,9 @@ std::string progressLine(const CompletedRequest& request, std::int64_t requests)
 // A tracked keyword's state as a list shows it: "paused"; "measured" once a run has read it; before that,
 // "not measured yet".
 std::string_view keywordState(bool isPaused, bool hasReading);
+// Where a live run stands: "request 3 of 9 · photo editor · US", the search it asks now named after the
+// count; the count alone once every search is answered. Stopping adds a second line with kStopping.
+std::string liveLine(const LiveRun& live);
 // "source of these numbers: appstore"
 std::string sourceLine(std::string_view source);
 // "Last measured 3 hours ago." From the last run's end to `now`: hours floored; above 47 hours, the

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <unordered_map>
 
 #include "AsoKit/calendar.h"
 #include "AsoKit/clock.h"
@@ -37,12 +38,21 @@ class TodayBoard final {
   // Takes back the undoable mark. Returns false when there is none. Throws StoreError.
   bool undo();
 
+  // Reads the best rank ever kept of up to `count` more rows, for rows whose best is not read yet. Every
+  // reading of a keyword counts, so a store of years takes a while: the queue comes first, and this
+  // follows in small steps. Once read, a keyword's best needs only its newest readings on each refresh:
+  // readings are added, never rewritten into the past. Returns true once every row has its best rank; the
+  // caller shows what changed, as no other row does. Throws StoreError.
+  bool readBestRanks(std::size_t count);
+
  private:
   store::Store& store_;
   const asokit::Calendar& calendar_;
   asokit::WallClock& wall_;
   TodayQueue queue_;
   base::Observable<> changes_;
+  // The best rank of all of a keyword's readings when it was read, by keyword row.
+  std::unordered_map<std::int64_t, std::optional<std::int64_t>> bestKept_;
 };
 
 }  // namespace tovra::measure

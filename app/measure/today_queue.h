@@ -7,6 +7,7 @@
 
 #include "AsoKit/calendar.h"
 #include "AsoKit/rank_history.h"
+#include "app/measure/today_facts.h"
 #include "app/store/local_time.h"
 #include "app/store/records.h"
 #include "app/store/today_reads.h"
@@ -30,9 +31,11 @@ struct TodayChange {
 
 // Fewer than this many readings claim no change yet, even when two ranks exist.
 inline constexpr std::size_t kReadingsBeforeChange = 7;
-// A row's history holds the readings of this many calendar days, today's included: what its sparkline
-// shows. The whole series is one history read away, so the queue stays fast on a store of years.
-inline constexpr int kHistoryDays = 30;
+// A row's sparkline spans this many calendar days ending with the newest reading's day: a month back and
+// that day, so the change over 30 days has both its ends. Its history holds the readings from one day more
+// before the last run's day. The whole series is one history read away, so the queue stays fast on a
+// store of years.
+inline constexpr int kHistoryDays = kMonthDays + 1;
 
 // The change a history shows: accumulating under seven readings; otherwise from the last two ranks,
 // unknown when either is absent.
@@ -65,6 +68,12 @@ struct TodayRow {
   std::int64_t readingCount = 0;  // all the keyword's readings, counted up to kReadingsBeforeChange
   TodayChange change;
   bool isReviewed = false;
+  // The history laid over the days the screen shows, the change across them, and the best rank the store
+  // ever kept for the keyword (none: never ranked), once read; filled by addRowFacts and addBestRank.
+  std::vector<DaySlot> sparkline;
+  MonthChange monthChange;
+  std::optional<std::int64_t> bestRank;
+  bool bestRankRead = false;
 };
 
 // A keyword the last run could not measure, and why.
@@ -104,6 +113,7 @@ struct TodayQueue {
   std::vector<WaitingRow> notMeasuredYet;
   std::vector<WaitingRow> paused;
   std::optional<store::ReviewMark> undoableMark;  // the mark the user can still take back
+  std::vector<asokit::WallTime> days;             // the days each row's slots stand for, oldest first
 };
 
 // Sorts rows: dropped, rose, change unknown, accumulating, held; larger moves first, fewer accumulating

@@ -132,4 +132,33 @@ void TovraNotifier::changed() {
   changes_.notify();
 }
 
+std::string TovraNotifier::stateLine() const {
+  std::string line;
+  switch (availability_.kind) {
+    case Availability::Kind::unavailable:
+      line = "unavailable";
+      break;
+    case Availability::Kind::unknown:
+      line = "unknown";
+      break;
+    case Availability::Kind::available:
+      line = "available";
+      break;
+    case Availability::Kind::denied:
+      line = "denied";
+      break;
+  }
+  const auto add = [&line](std::string_view part) { (line += " · ") += part; };
+  if (!availability_.reason.empty()) {
+    add(availability_.reason);
+  }
+  if (isRequesting_) {
+    add("asking…");
+  }
+  if (lastErrorDetail_ && *lastErrorDetail_ != availability_.reason) {
+    add(*lastErrorDetail_);
+  }
+  return line;
+}
+
 }  // namespace tovra::measure

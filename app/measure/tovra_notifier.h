@@ -66,6 +66,9 @@ class TovraNotifier final {
   // Keeps the switch; turning it on asks for permission when it was never asked.
   void setEnabled(bool enabled);
   const Availability& availability() const { return availability_; }
+  // The state beside the settings' switch: what the platform allows, its reason, a request on its way,
+  // and the last error, joined by " · ".
+  std::string stateLine() const;
   bool isRequesting() const { return isRequesting_; }
   const std::optional<std::string>& lastErrorDetail() const { return lastErrorDetail_; }
 

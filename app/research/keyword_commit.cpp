@@ -14,7 +14,7 @@ bool KeywordPasteGuard::alreadyTook(std::string_view typing, asokit::MonoTime no
 
 CommitOutcome commitTyped(std::string_view typing, std::string_view country, asokit::MonoTime now,
                           std::vector<store::KeywordDraft>& drafts, std::optional<std::string>& notice,
-                          KeywordPasteGuard& guard) {
+                          KeywordPasteGuard& guard, const std::unordered_set<std::string>& stored) {
   if (asokit::text::trimWhitespace(typing).empty()) {
     return CommitOutcome::nothingTyped;
   }
@@ -26,6 +26,12 @@ CommitOutcome commitTyped(std::string_view typing, std::string_view country, aso
   for (const auto& draft : drafts) {
     if (base::normalizedCountry(draft.country) == wanted) {
       existing.insert(base::keywordKey(draft.keyword));
+    }
+  }
+  const auto suffix = "|" + wanted;
+  for (const auto& key : stored) {
+    if (key.size() > suffix.size() && key.ends_with(suffix)) {
+      existing.insert(key.substr(0, key.size() - suffix.size()));
     }
   }
   const auto remaining = static_cast<std::int64_t>(kKeywordDraftLimit) - static_cast<std::int64_t>(drafts.size());

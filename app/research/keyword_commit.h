@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "AsoKit/clock.h"
@@ -36,11 +37,13 @@ enum class CommitOutcome {
 };
 
 // The commit both draft holders share. Duplicates are looked for among the drafts of the same country
-// (trimmed, lower-cased); the 50-keyword limit counts the drafts of every country. Accepted keywords
-// are appended as typedByUser drafts with fresh ids and `country` as given; `notice` becomes the
-// result's notice (cleared when nothing was dropped); the guard records `typing` and `now`.
+// (trimmed, lower-cased), and among `stored`, the base::queryKey of every keyword the owner already
+// keeps: a keyword already there counts as already added, as it does on the command line. The
+// 50-keyword limit counts the drafts of every country. Accepted keywords are appended as typedByUser
+// drafts with fresh ids and `country` as given; `notice` becomes the result's notice (cleared when
+// nothing was dropped); the guard records `typing` and `now`.
 CommitOutcome commitTyped(std::string_view typing, std::string_view country, asokit::MonoTime now,
                           std::vector<store::KeywordDraft>& drafts, std::optional<std::string>& notice,
-                          KeywordPasteGuard& guard);
+                          KeywordPasteGuard& guard, const std::unordered_set<std::string>& stored = {});
 
 }  // namespace tovra::research

@@ -105,6 +105,9 @@ Configuration Configuration::fromEnvironment(const EnvironmentLookup& environmen
   Configuration configuration;
   configuration.endpoints.search = endpoint(environment, "TOVRA_SEARCH_URL", configuration.endpoints.search);
   configuration.endpoints.lookup = endpoint(environment, "TOVRA_LOOKUP_URL", configuration.endpoints.lookup);
+  if (variable(environment, "TOVRA_ARTWORK_URL")) {
+    configuration.artworkHost = endpoint(environment, "TOVRA_ARTWORK_URL", {});
+  }
   if (const auto ca = variable(environment, "TOVRA_CA_FILE")) {
     configuration.extraCaFile = fs::path(*ca);
   }

@@ -27,6 +27,9 @@ struct Configuration {
 
   // TOVRA_SEARCH_URL and TOVRA_LOOKUP_URL, else the real hosts.
   asokit::Endpoints endpoints;
+  // TOVRA_ARTWORK_URL: scheme and host that app artwork is fetched from instead of the one in its
+  // address (the fake store serves the demo's icons); none: the address as the store gave it.
+  std::optional<std::string> artworkHost;
   // TOVRA_CA_FILE: a certificate trusted besides the system's (loopback test servers).
   std::optional<std::filesystem::path> extraCaFile;
   // TOVRA_DATA_DIR, else $XDG_DATA_HOME/Tovra, else ~/.local/share/Tovra: where the store lives.

@@ -1,5 +1,6 @@
 #include "app/shell/services.h"
 
+#include "app/store/damage.h"
 #include "app/store/file_operations.h"
 
 namespace tovra::shell {
@@ -17,19 +18,71 @@ Services::Services(Configuration configuration, Seams seams)
       localTime_(calendar_.zoneName()),
       presence_(configuration_.stateDir) {}
 
-Services::~Services() = default;
+Services::~Services() {
+  // The store closes before its session mark goes, so a mark never outlives a store left open.
+  store_.reset();
+  if (sessions_) {
+    sessions_->end();
+  }
+}
+
+store::StoreBootstrap Services::bootstrap(store::FileOperations& files) {
+  return store::StoreBootstrap(configuration_.dataDir, files, *wall_, localTime_,
+                               seams_.makeContainer ? seams_.makeContainer : store::StoreBootstrap::diskContainer());
+}
 
 const Services::StoreOpening& Services::openStore() {
   if (!opening_) {
     store::SystemFileOperations files;
-    const store::StoreBootstrap bootstrap(
-        configuration_.dataDir, files, *wall_, localTime_,
-        seams_.makeContainer ? seams_.makeContainer : store::StoreBootstrap::diskContainer());
+    auto bootstrap = this->bootstrap(files);
+    sessions_.emplace(store::SessionMarks::forThisProcess(configuration_.stateDir, bootstrap.storeFile()));
+    // Damage a full check found may be of the kind only a full check finds again.
+    bootstrap.checkWhen([this]() -> std::optional<store::CheckDepth> {
+      if (!sessions_->checkDue()) {
+        return std::nullopt;
+      }
+      return sessions_->damageNoted() ? store::CheckDepth::full : store::CheckDepth::quick;
+    });
     auto result = bootstrap.open();
     store_ = std::move(result.container);
+    if (store_) {
+      sessions_->begin();
+      if (result.notice && result.notice->recovered()) {
+        sessions_->clearDamage();
+      }
+    }
     opening_ = StoreOpening{store_.get(), std::move(result.notice)};
   }
   return *opening_;
+}
+
+bool Services::storeDamaged() const {
+  return store_ && store::damageReported(*store_);
+}
+
+void Services::noteStoreDamage() {
+  if (store_) {
+    store::noteDamage(*store_);
+  }
+  if (sessions_) {
+    sessions_->noteDamage();
+  }
+}
+
+store::StoreOpenNotice Services::salvageDamagedStore(const std::string& why) {
+  store::SystemFileOperations files;
+  const auto bootstrap = this->bootstrap(files);
+  if (store_) {
+    store::leaveLogOnClose(*store_);
+  }
+  store_.reset();
+  auto result = bootstrap.recoverDamaged(why);
+  store_ = std::move(result.container);
+  if (sessions_ && store_) {
+    sessions_->clearDamage();
+  }
+  opening_ = StoreOpening{store_.get(), result.notice};
+  return *result.notice;
 }
 
 asokit::AsoClient& Services::client() {

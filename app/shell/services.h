@@ -16,6 +16,7 @@
 #include "app/shell/configuration.h"
 #include "app/store/bootstrap.h"
 #include "app/store/local_time.h"
+#include "app/store/session_marks.h"
 
 namespace tovra::shell {
 
@@ -62,8 +63,18 @@ class Services final {
   const store::LocalTimeFormat& localTime() const { return localTime_; }
 
   // Opens the store in the configuration's data folder on the first call; later calls give the same
-  // outcome.
+  // outcome. After an unclean exit of a process that used the store, or once damage was found in it,
+  // the store is checked first, and a damaged one is moved aside and salvaged.
   const StoreOpening& openStore();
+  bool storeIsOpen() const { return store_ != nullptr; }
+  // Whether the open store was reported damaged since it opened (a read or write the engine refused).
+  bool storeDamaged() const;
+  // Remembers that a check found the open store damaged: the store refuses changes from now on, and
+  // the next opening (this process's or the next launch's) moves it aside and salvages it.
+  void noteStoreDamage();
+  // Closes the damaged store, moves it aside whole and salvages it into a new one, which the next
+  // openStore() gives. `why` is what was found. Returns the notice to show.
+  store::StoreOpenNotice salvageDamagedStore(const std::string& why);
   // The one App Store client of the process. Its pacing and hold are shared with the user's other Tovra
   // processes through the state folder; when that cannot be used, `warn` hears why and this process paces
   // only its own requests. Safe to call first from a worker: a request may be what needs it first.
@@ -86,8 +97,11 @@ class Services final {
   base::ZonedCalendar calendar_;
   store::LocalTimeFormat localTime_;
   research::MeasurementPresence presence_;
+  store::StoreBootstrap bootstrap(store::FileOperations& files);
+
   std::optional<StoreOpening> opening_;
   std::unique_ptr<store::Store> store_;
+  std::optional<store::SessionMarks> sessions_;
   std::once_flag clientOnce_;
   std::unique_ptr<asokit::HTTPTransport> transport_;
   std::unique_ptr<asokit::AsoClient> client_;

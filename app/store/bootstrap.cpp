@@ -5,6 +5,8 @@
 #include <system_error>
 
 #include "AsoKit/text.h"
+#include "app/store/damage.h"
+#include "app/store/integrity.h"
 #include "app/store/schema.h"
 #include "app/store/store_error.h"
 
@@ -42,6 +44,11 @@ std::string describe(const std::exception& error) {
 bool contentsAreUnreadable(const std::exception& error) {
   const auto* storeError = dynamic_cast<const StoreError*>(&error);
   return storeError && storeError->concernsTheContents();
+}
+
+bool isDamaged(const std::exception& error) {
+  const auto* storeError = dynamic_cast<const StoreError*>(&error);
+  return storeError && storeError->kind() == StoreError::Kind::damaged;
 }
 
 bool isBusy(const std::exception& error) {
@@ -95,10 +102,24 @@ StoreOpenResult StoreBootstrap::open() const {
   }
 
   std::string firstError;
+  bool damaged = false;
   try {
     result.container = makeContainer_(store);
-    writeMarker();
-    return result;
+    if (const auto depth = checkDue_ ? checkDue_() : std::nullopt) {
+      const auto check = checkStoreFile(store, *depth);
+      damaged = check.damaged();
+      if (damaged) {
+        // Closed before it is moved, without folding its log into the damaged file: the engine must not
+        // write into the file once it is set aside.
+        leaveLogOnClose(*result.container);
+        result.container.reset();
+        firstError = checkSummary(check);
+      }
+    }
+    if (!damaged) {
+      writeMarker();
+      return result;
+    }
   } catch (const std::exception& error) {
     if (isBusy(error)) {
       result.notice = StoreOpenNotice{StoreOpenNotice::InUse{store}};
@@ -109,22 +130,39 @@ StoreOpenResult StoreBootstrap::open() const {
       return result;
     }
     firstError = describe(error);
+    damaged = isDamaged(error);
   }
+  replace(result, firstError, damaged, stamp);
+  return result;
+}
 
+StoreOpenResult StoreBootstrap::recoverDamaged(const std::string& why) const {
+  StoreOpenResult result;
+  replace(result, why, true, localTime_.stamp(now_.now()));
+  return result;
+}
+
+void StoreBootstrap::replace(StoreOpenResult& result, const std::string& firstError, bool damaged,
+                             const std::string& stamp) const {
+  const fs::path store = storeFile();
   const auto folder = setAside(Mode::move, "Recovered-" + stamp);
   try {
     result.container = makeContainer_(store);
     writeMarker();
     // With no folder made there was no store file to move, or no place to move it to: the old file, if
     // any, is then still in the data folder itself.
-    result.notice = StoreOpenNotice{StoreOpenNotice::Recovered{folder.value_or(directory_)}};
+    StoreOpenNotice::Recovered recovered{folder.value_or(directory_), std::nullopt};
+    const fs::path moved = folder ? *folder / storeFileName : fs::path();
+    if (damaged && folder && fileManager_.exists(moved)) {
+      recovered.salvaged = salvageStore(moved, *result.container, directory_ / (".salvage-" + stamp));
+    }
+    result.notice = StoreOpenNotice{std::move(recovered)};
   } catch (const std::exception& error) {
     result.container.reset();
     result.notice = StoreOpenNotice{StoreOpenNotice::Failed{
         "Opening the existing data failed: " + firstError + "\nCreating a new, empty store failed: " + describe(error),
         folder}};
   }
-  return result;
 }
 
 std::optional<fs::path> StoreBootstrap::setAside(Mode mode, const std::string& folderName) const {
@@ -179,7 +217,7 @@ std::unique_ptr<Store> inMemoryFallback() {
   try {
     return Store::inMemory();
   } catch (const std::exception& error) {
-    throw std::runtime_error("Tovra could not create even an in-memory store: " + describe(error));
+    throw std::runtime_error(std::string(kNoStoreAtAll) + describe(error));
   }
 }
 

@@ -10,7 +10,9 @@
 
 #include "AsoKit/clock.h"
 #include "app/store/file_operations.h"
+#include "app/store/integrity.h"
 #include "app/store/local_time.h"
+#include "app/store/salvage.h"
 #include "app/store/store.h"
 
 namespace tovra::store {
@@ -20,6 +22,9 @@ struct StoreOpenNotice {
   // The old store could not be opened; it was moved into `folder` and a new empty store is in use.
   struct Recovered {
     std::filesystem::path folder;
+    // When the engine reported the old store as damaged (rather than as no Tovra store at all): what could
+    // still be read of it and now is in the new store.
+    std::optional<SalvageReport> salvaged;
     bool operator==(const Recovered&) const = default;
   };
   // No store could be opened or created. `folder` is the folder made to keep the old data aside, when one
@@ -82,8 +87,19 @@ class StoreBootstrap final {
   // The production factory: the store file in WAL mode with the current schema (Store::open).
   static ContainerFactory diskContainer();
 
+  // Asked after the store opened: whether it is due for an integrity check, and how deep (quick when the
+  // last process that used it ended without closing it; full when a check found damage that was not yet
+  // dealt with). A store that fails the check is treated as one the engine reported damaged at open.
+  using CheckDue = std::function<std::optional<CheckDepth>()>;
+  void checkWhen(CheckDue due) { checkDue_ = std::move(due); }
+
   // Runs once per launch, before any view comes up. Never throws.
   StoreOpenResult open() const;
+
+  // For a store found damaged after it opened (a read or a write the engine refused, a check): the store
+  // must be closed already. Moves it aside whole, starts a new store and salvages into it what can still
+  // be read; the notice is `recovered` with the salvage, or `failed`. `why` is what was found. Never throws.
+  StoreOpenResult recoverDamaged(const std::string& why) const;
 
   const std::filesystem::path& directory() const { return directory_; }
   std::filesystem::path storeFile() const { return directory_ / storeFileName; }
@@ -92,17 +108,21 @@ class StoreBootstrap final {
   enum class Mode { copy, move };
   std::optional<std::filesystem::path> setAside(Mode mode, const std::string& folderName) const;
   void writeMarker() const;
+  void replace(StoreOpenResult& result, const std::string& firstError, bool damaged, const std::string& stamp) const;
 
   std::filesystem::path directory_;
   FileOperations& fileManager_;
   const asokit::WallClock& now_;
   LocalTimeFormat localTime_;
   ContainerFactory makeContainer_;
+  CheckDue checkDue_;
 };
 
 // The launch fallback when the bootstrap yields no container: a store in memory, so that the interface
 // can come up long enough to show the notice. Throws std::runtime_error with the fatal text ("Tovra could
 // not create even an in-memory store: " and the reason) when even that fails.
+// The words the process ends with when even that fails, before the error's description.
+inline constexpr std::string_view kNoStoreAtAll = "Tovra could not create even an in-memory store: ";
 std::unique_ptr<Store> inMemoryFallback();
 
 }  // namespace tovra::store

@@ -4,6 +4,7 @@
 
 #include "AsoKit/rank_history.h"
 #include "app/base/keyword_key.h"
+#include "app/store/app_releases.h"
 #include "app/store/retention.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
@@ -135,6 +136,7 @@ LadderWrite LadderWriter::write(const LadderReading& reading) {
   }
 
   result.artworkFilled = fillArtwork(*store_, apps);
+  result.releasesKept = keepTrackedReleases(*store_, apps, reading.fetchedAt);
   transaction.commit();
   return result;
 }

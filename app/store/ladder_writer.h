@@ -35,11 +35,13 @@ struct LadderWrite {
   bool sameAsPrevious = false;                      // the newest earlier saved search named the same apps in this order
   std::int64_t removedByRetention = 0;              // older saved searches deleted to keep the newest 30
   std::vector<RecordId<TrackedApp>> artworkFilled;  // tracked apps whose missing artwork was filled
+  std::int64_t releasesKept = 0;                    // versions of tracked apps seen for the first time
 };
 
 // Keeps what a search saw as saved searches: one per keyword (by its keyword key) and country, refreshed
 // in place rather than piled up when the same result is read again within the hour, the newest 30 kept.
-// The artwork it sees fills in tracked apps' missing artwork. Main thread only; one transaction per write.
+// The artwork it sees fills in tracked apps' missing artwork, and the versions it sees of tracked apps are
+// kept as their releases. Main thread only; one transaction per write.
 class LadderWriter final {
  public:
   explicit LadderWriter(Store& store) : store_(&store) {}

@@ -9,6 +9,9 @@ StoreLaunchAlert StoreLaunchAlert::from(const StoreOpenNotice& notice) {
     alert.messageText = "Tovra could not open its data.";
     alert.informativeText = "Tovra could not open its data. Your old data was kept in " + recovered->folder.string() +
                             ". " + "Tovra has started with an empty store; nothing was deleted.";
+    if (recovered->salvaged) {
+      alert.informativeText += " " + salvageSummary(*recovered->salvaged);
+    }
     alert.buttons = {std::string(okButton), std::string(showFolderButton)};
     alert.folder = recovered->folder;
     alert.endsApplication = false;
@@ -20,7 +23,7 @@ StoreLaunchAlert StoreLaunchAlert::from(const StoreOpenNotice& notice) {
     alert.informativeText = "Another program holds the store " + inUse->store.string() +
                             " locked, so Tovra cannot open it now. Nothing was moved or changed: close the other "
                             "program or wait for it to finish, then try again.";
-    alert.buttons = {std::string(quitButton)};
+    alert.buttons = {std::string(tryAgainButton), std::string(quitButton)};
     alert.endsApplication = true;
     return alert;
   }

@@ -17,6 +17,7 @@ struct StoreLaunchAlert {
 
   static constexpr std::string_view okButton = "OK";
   static constexpr std::string_view quitButton = "Quit";
+  static constexpr std::string_view tryAgainButton = "Try Again";
   static constexpr std::string_view showFolderButton = "Show in File Manager";
 
   Style style = Style::warning;
@@ -26,7 +27,7 @@ struct StoreLaunchAlert {
   std::vector<std::string> buttons;
   std::optional<std::filesystem::path> folder;
   // A failed, unreachable or locked store ends the application once the alert closes; a recovered one
-  // goes on.
+  // goes on. A locked store offers to open it again instead ("Try Again"), which needs no restart.
   bool endsApplication = false;
 
   static StoreLaunchAlert from(const StoreOpenNotice& notice);

@@ -1,5 +1,6 @@
 #include "app/store/rows.h"
 
+#include "app/store/damage.h"
 #include "app/store/dates.h"
 #include "app/store/sql.h"
 
@@ -8,17 +9,18 @@ namespace {
 
 constexpr const char* kDoing = "reading the store";
 
-[[noreturn]] void fail(sqlite3* database, int code) {
-  throw StoreError::fromSqlite(SQLite::Exception(database, code), kDoing);
-}
-
 }  // namespace
 
-Rows::Rows(Store& store, const char* sql) : database_(store.database().getHandle()) {
+void Rows::fail(int code) const {
+  noteResult(store_, code);
+  throw StoreError::fromSqlite(SQLite::Exception(database_, code), kDoing);
+}
+
+Rows::Rows(Store& store, const char* sql) : store_(store), database_(store.database().getHandle()) {
   const int code = sqlite3_prepare_v2(database_, sql, -1, &statement_, nullptr);
   if (code != SQLITE_OK) {
     sqlite3_finalize(statement_);
-    fail(database_, code);
+    fail(code);
   }
 }
 
@@ -39,7 +41,7 @@ bool Rows::next() {
   if (code == SQLITE_DONE) {
     return false;
   }
-  fail(database_, code);
+  fail(code);
 }
 
 std::string_view Rows::text(int column) const {

@@ -41,6 +41,9 @@ class Rows final {
   std::optional<asokit::WallTime> optionalTime(int column) const;
 
  private:
+  [[noreturn]] void fail(int code) const;
+
+  Store& store_;
   sqlite3* database_;
   sqlite3_stmt* statement_ = nullptr;
 };

@@ -28,7 +28,7 @@ using columns::Table;
 // period's readings by day, saved searches by keyword and country, hint probes by prefix and country,
 // the top-level lists by their date. A period's readings carry their ranks in the index too, which is
 // all a change needs of the reading before the newest.
-constexpr std::array<std::string_view, 18> kIndexes{
+constexpr std::array<std::string_view, 19> kIndexes{
     "CREATE INDEX AppLocalization_app ON AppLocalization(app, country)",
     "CREATE INDEX TrackedApp_addedAt ON TrackedApp(addedAt)",
     "CREATE INDEX TrackedQuery_app ON TrackedQuery(app, keyword, country)",
@@ -47,6 +47,7 @@ constexpr std::array<std::string_view, 18> kIndexes{
     "CREATE INDEX HintProbe_observedAt ON HintProbe(observedAt)",
     "CREATE INDEX StoreHint_probe ON StoreHint(probe, position)",
     "CREATE INDEX ResearchSpace_createdAt ON ResearchSpace(createdAt)",
+    "CREATE INDEX AppRelease_app ON AppRelease(appStoreId, releasedAt)",
 };
 
 // An outcome's keyword is a plain column: an index on it would take one page of every keyword's
@@ -143,8 +144,8 @@ void checkTables(SQLite::Database& database, const Header& header, int major) {
   }
 }
 
-void checkCurrentLayout(SQLite::Database& database, const Header& header) {
-  checkTables(database, header, CurrentSchema::version.major);
+void checkLayout(SQLite::Database& database, const Header& header, int major) {
+  checkTables(database, header, major);
   // Without its triggers the store would break its own delete rules.
   for (const auto& trigger : kTriggers) {
     SQLite::Statement found(database, "SELECT count(*) FROM sqlite_schema WHERE type = 'trigger' AND name = ?");
@@ -153,6 +154,10 @@ void checkCurrentLayout(SQLite::Database& database, const Header& header) {
       throw otherShape("its trigger " + std::string(trigger.name) + " is missing");
     }
   }
+}
+
+void checkCurrentLayout(SQLite::Database& database, const Header& header) {
+  checkLayout(database, header, CurrentSchema::version.major);
 }
 
 void checkShape(SQLite::Database& database, const Header& header) {
@@ -201,7 +206,7 @@ void readingsIntoPeriods(SQLite::Database& database) {
   // Builds made between the periods' arrival and their version number wrote this layout under 1.0.0:
   // such a store needs only its number, once every table of it has been read.
   if (header.tables.contains("ReadingPeriod")) {
-    checkCurrentLayout(database, header);
+    checkLayout(database, header, TovraSchemaV2::version.major);
     return;
   }
   checkTables(database, header, 1);
@@ -248,6 +253,9 @@ void readingsIntoPeriods(SQLite::Database& database) {
 
   // The dropped tables took their indexes with them.
   for (const auto index : kIndexes) {
+    if (index.find(" ON AppRelease(") != std::string_view::npos) {
+      continue;  // the releases' table comes with the next stage
+    }
     std::string sql(index);
     sql.insert(sql.find("INDEX ") + 6, "IF NOT EXISTS ");
     database.exec(sql);
@@ -257,14 +265,26 @@ void readingsIntoPeriods(SQLite::Database& database) {
   }
 }
 
+// 2.0.0 → 3.0.0: the releases' table arrives empty; nothing else changes.
+void releasesBesideRecords(SQLite::Database& database) {
+  checkLayout(database, readHeader(database), TovraSchemaV2::version.major);
+  database.exec(createStatement(tableNamed("AppRelease")));
+  for (const auto index : kIndexes) {
+    if (index.find(" ON AppRelease(") != std::string_view::npos) {
+      database.exec(std::string(index));
+    }
+  }
+}
+
 struct Step {
   MigrationStage stage;
   void (*migrate)(SQLite::Database&);
 };
 
 // The migration plan, in order: each stage takes a store of its `from` version to its `to`.
-constexpr std::array<Step, 1> kSteps{{
+constexpr std::array<Step, 2> kSteps{{
     {{TovraSchemaV1::version, TovraSchemaV2::version}, readingsIntoPeriods},
+    {{TovraSchemaV2::version, TovraSchemaV3::version}, releasesBesideRecords},
 }};
 
 // Foreign keys cannot be switched inside a transaction, and a table cannot be rebuilt with them on; they
@@ -383,8 +403,12 @@ const std::vector<std::string_view>& TovraSchemaV2::models() {
   return modelsOf(version.major);
 }
 
+const std::vector<std::string_view>& TovraSchemaV3::models() {
+  return modelsOf(version.major);
+}
+
 std::vector<SchemaVersion> TovraMigrationPlan::schemas() {
-  return {TovraSchemaV1::version, TovraSchemaV2::version};
+  return {TovraSchemaV1::version, TovraSchemaV2::version, TovraSchemaV3::version};
 }
 
 std::vector<MigrationStage> TovraMigrationPlan::stages() {

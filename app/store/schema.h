@@ -22,7 +22,7 @@ struct SchemaVersion {
 };
 
 // The store's schemas. Each version names exactly one layout of the tables; the twelve record kinds,
-// in this order, are the same in both. Which tables and columns each one has is told by their
+// in this order, are the same in each. Which tables and columns each one has is told by their
 // descriptions (app/store/table_columns.h).
 
 // The first layout: readings and outcomes refer to their keyword directly.
@@ -45,8 +45,17 @@ struct TovraSchemaV2 {
   static constexpr std::int32_t userVersion = 20000;
 };
 
+// Adds the releases of apps (app/store/app_releases.h) beside the records.
+struct TovraSchemaV3 {
+  static constexpr SchemaVersion version{3, 0, 0};
+  static const std::vector<std::string_view>& models();
+
+  static constexpr std::int32_t applicationId = TovraSchemaV1::applicationId;
+  static constexpr std::int32_t userVersion = 30000;
+};
+
 // The schema this build writes.
-using CurrentSchema = TovraSchemaV2;
+using CurrentSchema = TovraSchemaV3;
 
 // A step between two schema versions, run in place when a store of `from` is opened.
 struct MigrationStage {

@@ -30,6 +30,7 @@ class Prepared final {
   SQLite::Statement* operator->() const { return entry_.statement.get(); }
 
  private:
+  Store& store_;
   Store::CachedStatement& entry_;
 };
 

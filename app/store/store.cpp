@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 
+#include "app/store/damage.h"
 #include "app/store/schema.h"
 #include "app/store/sql.h"
 
@@ -157,7 +160,43 @@ Store::Store(std::unique_ptr<SQLite::Database> database, std::optional<std::file
       this);
 }
 
+namespace {
+
+std::mutex damagedLock;
+std::set<const Store*>& damagedStores() {
+  static std::set<const Store*> stores;
+  return stores;
+}
+
+}  // namespace
+
+bool damageReported(const Store& store) {
+  const std::lock_guard lock(damagedLock);
+  return damagedStores().contains(&store);
+}
+
+void noteDamage(const Store& store) {
+  const std::lock_guard lock(damagedLock);
+  damagedStores().insert(&store);
+}
+
+void noteResult(const Store& store, int resultCode) {
+  const int primary = resultCode & 0xff;
+  if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+    noteDamage(store);
+  }
+}
+
+void leaveLogOnClose(Store& store) {
+  sqlite3_db_config(store.database().getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
 Store::~Store() {
+  {
+    // A later store at the same address starts undamaged.
+    const std::lock_guard lock(damagedLock);
+    damagedStores().erase(this);
+  }
   sqlite3_commit_hook(database_->getHandle(), nullptr, nullptr);
   statements_.clear();
   database_.reset();
@@ -213,7 +252,7 @@ Store::CachedStatement& Store::cached(const std::string& sql) {
   return found->second;
 }
 
-Prepared::Prepared(Store& store, const std::string& sql) : entry_(store.cached(sql)) {
+Prepared::Prepared(Store& store, const std::string& sql) : store_(store), entry_(store.cached(sql)) {
   if (entry_.inUse) {
     throw std::logic_error("statement already in use: " + sql);
   }
@@ -223,7 +262,9 @@ Prepared::Prepared(Store& store, const std::string& sql) : entry_(store.cached(s
 }
 
 Prepared::~Prepared() {
-  entry_.statement->tryReset();
+  // Resetting a statement whose last step failed gives that failure again: every read and write made
+  // through the cache passes here, so this is where the engine's report of a damaged file is noticed.
+  noteResult(store_, entry_.statement->tryReset());
   entry_.inUse = false;
 }
 

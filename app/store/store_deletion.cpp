@@ -1,5 +1,6 @@
 // Carrying out a confirmed deletion plan.
 
+#include "app/store/app_releases.h"
 #include "app/store/deletion_plan.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
@@ -32,6 +33,8 @@ void StoreDeletion::carryOut(const DeletionPlan& plan) {
     store.localizations().removeAll();
     store.spaces().removeAll();
     store.apps().removeAll();
+    // What the lookups showed of apps' versions goes with everything else.
+    Releases(store).removeAll();
   } else {
     // Owned records first, so no cascade ever decides what goes.
     store.hints().remove(plan.hints);

@@ -184,9 +184,19 @@ inline constexpr auto kResearchSpace = std::to_array<Column>({
     {"promotedAt", "INTEGER", ""},
 });
 
+// The versions of apps the store's lookups showed (app/store/app_releases.h). They belong to an app id, not
+// to a tracked app, so that a release seen once is still there when the app is tracked again.
+inline constexpr auto kAppRelease = std::to_array<Column>({
+    {"pk", "INTEGER", "PRIMARY KEY", row, 3},
+    {"appStoreId", "TEXT", "NOT NULL", bookkeeping, 3},
+    {"version", "TEXT", "NOT NULL", bookkeeping, 3},
+    {"releasedAt", "INTEGER", "NOT NULL", bookkeeping, 3},
+    {"seenAt", "INTEGER", "NOT NULL", bookkeeping, 3},
+});
+
 // The tables in schema order: the twelve record kinds as the schema lists them, with the readings'
-// periods before the readings that refer to them.
-inline constexpr std::array<Table, 13> kTables{{
+// periods before the readings that refer to them, and the releases last.
+inline constexpr std::array<Table, 14> kTables{{
     {"TrackedApp", kTrackedApp, ""},
     {"AppLocalization", kAppLocalization, ""},
     {"TrackedQuery", kTrackedQuery, "CHECK (app IS NULL OR space IS NULL)"},
@@ -200,6 +210,7 @@ inline constexpr std::array<Table, 13> kTables{{
     {"HintProbe", kHintProbe, ""},
     {"StoreHint", kStoreHint, ""},
     {"ResearchSpace", kResearchSpace, ""},
+    {"AppRelease", kAppRelease, "UNIQUE (appStoreId, version)", false, 3},
 }};
 
 // The columns a record kind's mapping binds and reads, after `pk`, in table order.

@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 
+#include "app/store/damage.h"
 #include "app/store/sql.h"
 #include "app/store/store.h"
 
@@ -18,6 +19,10 @@ std::string savepointName(int depth) {
 }  // namespace
 
 Transaction::Transaction(Store& store, Mode mode) : store_(store), depth_(store.transactionDepth_) {
+  if (mode == Mode::write && damageReported(store_)) {
+    throw StoreError(StoreError::Kind::damaged,
+                     "The store file is damaged, so Tovra no longer writes to it; nothing was changed.");
+  }
   guarded("starting a change", [&] {
     if (depth_ == 0) {
       store_.database().exec(mode == Mode::write ? "BEGIN IMMEDIATE" : "BEGIN DEFERRED");
@@ -48,8 +53,12 @@ void Transaction::commit() {
   if (store_.transactionDepth_ != depth_ + 1) {
     throw std::logic_error("an inner transaction is still open");
   }
-  guarded("saving the change",
-          [&] { store_.database().exec(depth_ == 0 ? std::string("COMMIT") : "RELEASE " + savepointName(depth_)); });
+  try {
+    store_.database().exec(depth_ == 0 ? std::string("COMMIT") : "RELEASE " + savepointName(depth_));
+  } catch (const SQLite::Exception& error) {
+    noteResult(store_, error.getErrorCode());
+    throw StoreError::fromSqlite(error, "saving the change");
+  }
   open_ = false;
   --store_.transactionDepth_;
 }

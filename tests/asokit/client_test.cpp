@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <utility>
 
 #include "AsoKit/aso_client.h"
 #include "AsoKit/aso_error.h"
@@ -58,15 +59,56 @@ TEST_F(ClientTest, KeywordsThatDifferInAnyWayAreSeparateRequestsPacedExactly) {
   EXPECT_EQ(outcome.requestCount, 3);
 }
 
-TEST_F(ClientTest, TheNextSlotCountsFromWhenTheRequestWentOutAfterConnecting) {
-  // The first request spent 300 ms connecting before it went out: the store must still see 1.2 s between
-  // the two requests, so the second waits 1.5 s from the first's release.
-  transport.queue({searchAnswer({"1"}), 200, 300ms});
-  transport.queue({searchAnswer({"1"}), 200});
+// How the first of two requests went: time spent before it was written, whether the transport told when
+// it was, time until the answer (or the failure) came back.
+struct FirstRequest {
+  const char* name;
+  std::chrono::milliseconds beforeWrite;
+  enum { told, untold, toldOnAnotherClock, failed } report;
+  std::chrono::milliseconds untilAnswer;
+  std::chrono::milliseconds expectedGap;  // between the two requests' releases
+};
+
+class NextSlot : public ClientTest, public ::testing::WithParamInterface<FirstRequest> {};
+
+// The store must see 1.2 s between two requests, so the next slot counts from the latest moment the first
+// can have been written: a slow connection or an unknown moment widens the gap, a slow answer does not.
+TEST_P(NextSlot, CountsFromWhenTheStoreCanHaveSeenTheRequest) {
+  const auto& c = GetParam();
+  bool first = true;
+  transport.respondWith([&](const std::string&) {
+    if (!std::exchange(first, false)) {
+      return HttpResponse{searchAnswer({"1"}), 200};
+    }
+    clock.advance(c.beforeWrite);
+    const auto written = clock.monoNow();
+    clock.advance(c.untilAnswer);
+    switch (c.report) {
+      case FirstRequest::told:
+        return HttpResponse{searchAnswer({"1"}), 200, written};
+      case FirstRequest::toldOnAnotherClock:
+        return HttpResponse{searchAnswer({"1"}), 200, MonoTime{} + 1s};
+      case FirstRequest::failed:
+        throw TransportError("The connection to search.test port 443 broke: Connection reset by peer");
+      case FirstRequest::untold:
+        break;
+    }
+    return HttpResponse{searchAnswer({"1"}), 200};
+  });
   client.rank({{"1", "us", "a"}, {"1", "us", "b"}}, 3);
   ASSERT_EQ(transport.requests.size(), 2u);
-  EXPECT_EQ(gap(1), 1500ms);
+  EXPECT_EQ(gap(1), c.expectedGap);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    FirstRequests, NextSlot,
+    ::testing::Values(FirstRequest{"AfterConnecting", 300ms, FirstRequest::told, 100ms, 1500ms},
+                      FirstRequest{"SlowAnswerButPromptWrite", 10ms, FirstRequest::told, 500ms, 1210ms},
+                      FirstRequest{"UntoldCountsFromTheAnswer", 300ms, FirstRequest::untold, 100ms, 1600ms},
+                      FirstRequest{"FailedCountsFromTheFailure", 300ms, FirstRequest::failed, 100ms, 1600ms},
+                      FirstRequest{"AMomentOfAnotherClockCountsFromTheAnswer", 300ms, FirstRequest::toldOnAnotherClock,
+                                   100ms, 1600ms}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ClientTest, RetriesWithEightAndSixteenSecondBackoffsThenFails) {
   transport.respondWith([](const std::string&) { return HttpResponse{"", 503}; });

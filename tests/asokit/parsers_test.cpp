@@ -153,6 +153,52 @@ TEST(LookupParse, OddValuesDegradeFieldByField) {
   EXPECT_FALSE(apps[2].bundleId);
 }
 
+struct ReleaseCase {
+  std::string name;
+  std::string fields;  // added to an element that has an id and a name
+  std::optional<std::string> version;
+  std::optional<std::chrono::sys_seconds> releasedAt;
+};
+
+class LookupRelease : public ::testing::TestWithParam<ReleaseCase> {};
+
+TEST_P(LookupRelease, AVersionCountsOnlyWithItsReleaseDate) {
+  const auto apps = lookup::parse(R"({"results":[{"trackId":1,"trackName":"A")" + GetParam().fields + "}]}");
+  ASSERT_EQ(apps.size(), 1u);
+  EXPECT_EQ(apps[0].version, GetParam().version);
+  EXPECT_EQ(apps[0].versionReleasedAt, GetParam().releasedAt);
+}
+
+using std::chrono::sys_days;
+using namespace std::chrono_literals;
+INSTANTIATE_TEST_SUITE_P(
+    Answers, LookupRelease,
+    ::testing::Values(
+        ReleaseCase{"both", R"(,"version":"2.2.0","currentVersionReleaseDate":"2025-05-15T00:06:01Z")", "2.2.0",
+                    sys_days{2025y / 5 / 15} + 6min + 1s},
+        ReleaseCase{"leapDay", R"(,"version":"1.0","currentVersionReleaseDate":"2024-02-29T23:59:59Z")", "1.0",
+                    sys_days{2024y / 2 / 29} + 23h + 59min + 59s},
+        ReleaseCase{"noDate", R"(,"version":"1.0")", std::nullopt, std::nullopt},
+        ReleaseCase{"noVersion", R"(,"currentVersionReleaseDate":"2025-05-15T00:06:01Z")", std::nullopt, std::nullopt},
+        ReleaseCase{"emptyVersion", R"(,"version":"","currentVersionReleaseDate":"2025-05-15T00:06:01Z")", std::nullopt,
+                    std::nullopt},
+        ReleaseCase{"numberVersion", R"(,"version":2,"currentVersionReleaseDate":"2025-05-15T00:06:01Z")", std::nullopt,
+                    std::nullopt},
+        ReleaseCase{"dayOnly", R"(,"version":"1.0","currentVersionReleaseDate":"2025-05-15")", std::nullopt,
+                    std::nullopt},
+        ReleaseCase{"noSuchDay", R"(,"version":"1.0","currentVersionReleaseDate":"2025-02-30T00:00:00Z")", std::nullopt,
+                    std::nullopt},
+        ReleaseCase{"offset", R"(,"version":"1.0","currentVersionReleaseDate":"2025-05-15T00:06:01+02:00")",
+                    std::nullopt, std::nullopt}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(LookupParse, TheRealAnswersCarryTheirCurrentRelease) {
+  const auto china = lookup::parse(readFixture("real/lookup-3-cn-zh.json"));
+  ASSERT_EQ(china.size(), 1u);
+  EXPECT_EQ(china[0].version, "2.2.0");
+  EXPECT_EQ(china[0].versionReleasedAt, sys_days{2025y / 5 / 15} + 6min + 1s);
+}
+
 TEST(AppInfoCoding, KeysAreTheFieldNamesAndAnAbsentValueIsNull) {
   const AppInfo full{"1", "A", "Dev", "a.b.c", "https://x/512x512bb.jpg", 12, 4.5};
   const nlohmann::json written = full;

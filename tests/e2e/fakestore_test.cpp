@@ -116,6 +116,23 @@ TEST_F(FakeStoreTest, LookupAnswersKnownIdsInTheOrderAsked) {
   EXPECT_EQ(byBundle[0].id, "1000000007");
 }
 
+// The offline demo's icons: a PNG per artwork address, the same one every time, and no store request.
+TEST_F(FakeStoreTest, ArtworkAddressesAnswerWithAnIconOfTheirOwn) {
+  const auto first = get(store_.baseUrl() + "/image/thumb/Purple/v4/1/512x512bb.jpg", {});
+  const auto again = get(store_.baseUrl() + "/image/thumb/Purple/v4/1/512x512bb.jpg", {});
+  const auto other = get(store_.baseUrl() + "/image/thumb/Purple/v4/2/512x512bb.png", {});
+  EXPECT_EQ(first.status, 200);
+  EXPECT_EQ(first.body.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
+  EXPECT_EQ(first.body.substr(12, 4), "IHDR");
+  EXPECT_EQ(first.body.substr(first.body.size() - 8, 4), "IEND");
+  EXPECT_EQ(first.body, again.body);
+  EXPECT_NE(first.body, other.body);
+  EXPECT_EQ(get(store_.baseUrl() + "/image/thumb/not-an-image", {}).status, 404);
+  // Only the path that is not an icon reached the store's log.
+  ASSERT_EQ(store_.requests().size(), 1u);
+  EXPECT_EQ(store_.requests()[0].path, "/image/thumb/not-an-image");
+}
+
 TEST_F(FakeStoreTest, LogsEveryRequestAsItArrived) {
   const std::string url = searchUrl("café & co+");
   const double before = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();

@@ -47,6 +47,12 @@ Environment withOverrides(Environment environment, const Environment& overrides)
 LoggedRequest readLogLine(const nlohmann::json& line) {
   LoggedRequest request;
   request.time = line.at("time").get<double>();
+  for (auto [key, field] : {std::pair{"accepted", &request.accepted}, std::pair{"firstByte", &request.firstByte},
+                            std::pair{"firstByteRead", &request.firstByteRead}}) {
+    if (const auto& value = line.at(key); !value.is_null()) {
+      *field = value.get<double>();
+    }
+  }
   request.method = line.at("method").get<std::string>();
   request.path = line.at("path").get<std::string>();
   request.query = line.at("query").get<std::string>();

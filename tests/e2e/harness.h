@@ -18,7 +18,12 @@ namespace tovra::e2e {
 
 // One request as the fake store logged it.
 struct LoggedRequest {
-  double time = 0;  // arrival, epoch seconds with microseconds
+  double time = 0;  // when the store's handler took it up, epoch seconds with microseconds
+  // When its connection was accepted, when the kernel received its first byte (plain HTTP only: the
+  // request's moment on the wire, whatever the store's threads were doing) and when the store read it.
+  std::optional<double> accepted;
+  std::optional<double> firstByte;
+  std::optional<double> firstByteRead;
   std::string method;
   std::string path;                                         // as sent, still percent-encoded
   std::string query;                                        // as sent, still percent-encoded

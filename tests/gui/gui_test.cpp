@@ -1,9 +1,12 @@
 // The desktop windows driven offscreen: the palette from the keyboard, menus and palette reading one
 // handler, the tray and title following a run on a scripted store, the launch alerts, the notifier's
 // state in the settings, and the getting-started panel.
+#include <SQLiteCpp/Database.h>
+
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -31,7 +34,11 @@
 #include "app/gui/tray.h"
 #include "app/measure/measure_texts.h"
 #include "app/shell/action_state.h"
+#include "app/store/damage.h"
 #include "app/store/export.h"
+#include "app/store/integrity.h"
+#include "app/store/store_error.h"
+#include "app/store/transaction.h"
 #include "gui/gui_harness.h"
 
 using namespace tovra;
@@ -289,6 +296,38 @@ class GuiTest final : public QObject {
     QVERIFY(file.readAll().contains("\"222222\""));
   }
 
+  void checkingTheStoreRunsOffTheWindowAndADamagedStoreIsWrittenNoMore() {
+    Harness harness({}, true);
+    harness.track();
+    auto& window = harness.open();
+    auto& settings = window.settingsDialog();
+    settings.show();
+    QSignalSpy finished(&settings, &gui::SettingsDialog::checkFinished);
+    settings.checkButton()->click();
+    QVERIFY(!settings.checkButton()->isEnabled());
+    QTRY_COMPARE(finished.count(), 1);
+    QVERIFY(settings.checkButton()->isEnabled());
+    QCOMPARE(settings.checkStatus()->text(),
+             QStringLiteral("The store passed its check: the engine found nothing damaged."));
+
+    // Everything into the file, then its second page overwritten, as a failing disk would.
+    auto& store = harness.services->store();
+    store.database().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    {
+      QFile file(QString::fromStdString(store.file()->string()));
+      QVERIFY(file.open(QIODevice::ReadWrite));
+      QVERIFY(file.seek(4096));
+      QVERIFY(file.write(QByteArray(4096, char(0xA5))) == 4096);
+    }
+    settings.checkButton()->click();
+    QTRY_COMPARE(finished.count(), 2);
+    const auto status = settings.checkStatus()->text();
+    QVERIFY2(status.startsWith(QStringLiteral("The store file is damaged.")), qPrintable(status));
+    QVERIFY2(status.contains(QString::fromUtf8(store::kSalvageAtNextLaunch.data())), qPrintable(status));
+    QVERIFY(store::damageReported(store));
+    QVERIFY_THROWS_EXCEPTION(store::StoreError, (void)store::Transaction(store));
+  }
+
   void deletingEverythingBringsGettingStartedBack() {
     Harness harness;
     harness.track();
@@ -317,7 +356,7 @@ class GuiTest final : public QObject {
     const auto recovered = store::StoreLaunchAlert::from({store::StoreOpenNotice::Recovered{"/data/Backups/x"}});
     AlertAnswer warning;
     warning.clickWhenShown(QStringLiteral("OK"));
-    QVERIFY(!gui::presentLaunchAlert(&parent, recovered));
+    QCOMPARE(gui::presentLaunchAlert(&parent, recovered), gui::LaunchAlertChoice::goOn);
     QCOMPARE(warning.icon, QMessageBox::Warning);
     QCOMPARE(warning.text, QString::fromStdString(recovered.messageText));
     QCOMPARE(warning.informative, QString::fromStdString(recovered.informativeText));
@@ -326,10 +365,20 @@ class GuiTest final : public QObject {
     const auto failed = store::StoreLaunchAlert::from({store::StoreOpenNotice::Failed{"disk full", std::nullopt}});
     AlertAnswer critical;
     critical.clickWhenShown(QStringLiteral("Quit"));
-    QVERIFY(gui::presentLaunchAlert(&parent, failed));
+    QCOMPARE(gui::presentLaunchAlert(&parent, failed), gui::LaunchAlertChoice::quit);
     QCOMPARE(critical.icon, QMessageBox::Critical);
     QCOMPARE(critical.text, QString::fromStdString(failed.messageText));
     QCOMPARE(critical.buttons, QStringList{"Quit"});
+
+    // A store another program holds is offered again; quitting is still one click away.
+    const auto inUse = store::StoreLaunchAlert::from({store::StoreOpenNotice::InUse{"/data/default.store"}});
+    AlertAnswer retry;
+    retry.clickWhenShown(QStringLiteral("Try Again"));
+    QCOMPARE(gui::presentLaunchAlert(&parent, inUse), gui::LaunchAlertChoice::tryAgain);
+    QCOMPARE(retry.buttons, (QStringList{"Try Again", "Quit"}));
+    AlertAnswer giveUp;
+    giveUp.clickWhenShown(QStringLiteral("Quit"));
+    QCOMPARE(gui::presentLaunchAlert(&parent, inUse), gui::LaunchAlertChoice::quit);
   }
 
   void geometryAndPageComeBackOnTheNextLaunch() {

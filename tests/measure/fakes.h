@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,17 @@ class ScriptedStore final : public asokit::HTTPTransport {
   explicit ScriptedStore(asokit::MonotonicClock& clock) : clock_(clock) {}
 
   void answer(const std::string& term, std::vector<std::string> ids);
+  // What a lookup of the app tells: a search then shows these facts for it. Without them a lookup knows
+  // nothing of the app and the row keeps the search's own name.
+  struct Facts {
+    std::string name;
+    std::string developer;
+    std::optional<std::int64_t> ratingCount;
+    std::optional<double> averageRating;
+  };
+  void facts(const std::string& id, Facts facts);
+  // The store's search hints for a prefix, in order.
+  void hints(const std::string& prefix, std::vector<std::string> terms);
   // Every request for any term fails with this status from now on (a 403 storm).
   void failEverythingWith(std::int64_t status);
   // Every request fails below HTTP with these words from now on (no connection, a timeout).
@@ -47,6 +59,8 @@ class ScriptedStore final : public asokit::HTTPTransport {
   asokit::MonotonicClock& clock_;
   mutable std::mutex mutex_;
   std::map<std::string, std::vector<std::string>> answers_;
+  std::map<std::string, Facts> facts_;
+  std::map<std::string, std::vector<std::string>> hints_;
   std::int64_t failStatus_ = 0;
   std::string transportFailure_;
   std::vector<Request> requests_;

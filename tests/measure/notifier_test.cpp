@@ -129,10 +129,12 @@ TEST(TovraNotifier, FailuresAreKeptAsText) {
   NotifierRig rig;
   rig.make();
   rig.notifier->setEnabled(true);
+  EXPECT_EQ(rig.notifier->stateLine(), "unknown · asking…");
   rig.center->permissionAsked[0](false, std::string("The notification service did not answer."));
   rig.queue.drain();
   EXPECT_EQ(rig.notifier->availability().kind, Kind::unknown);  // may be asked again
   EXPECT_EQ(rig.notifier->lastErrorDetail(), "The notification service did not answer.");
+  EXPECT_EQ(rig.notifier->stateLine(), "unknown · The notification service did not answer.");
 
   rig.notifier->requestPermission();
   rig.center->permissionAsked[1](true, std::nullopt);
@@ -164,6 +166,7 @@ TEST(TovraNotifier, ACenterThatCannotBeMadeGivesItsOwnReason) {
   notifier.setEnabled(true);
   EXPECT_EQ(notifier.availability(), (TovraNotifier::Availability{Kind::unavailable, "No session bus: not connected"}));
   EXPECT_EQ(notifier.lastErrorDetail(), "No session bus: not connected");
+  EXPECT_EQ(notifier.stateLine(), "unavailable · No session bus: not connected");
   notifier.handle(haltedReport(), {});
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include "AsoKit/aso_client.h"
 #include "AsoKit/aso_error.h"
@@ -32,18 +33,90 @@ TEST(SharedPacing, ASecondProcessWaitsItsTurn) {
   const auto start = clock.monoNow();
   guiLimiter.wait();
   EXPECT_EQ(clock.monoNow(), start);  // the first request of the machine goes at once
+  guiLimiter.markSent(clock.monoNow());
   clock.advance(300ms);
   cliLimiter.wait();
   EXPECT_EQ(clock.monoNow(), start + 1200ms);  // the other process's slot is waited out
+  cliLimiter.markSent(clock.monoNow());
   guiLimiter.wait();
   EXPECT_EQ(clock.monoNow(), start + 2400ms);  // and the first one now waits for the second
+}
+
+// A request's moment on the wire is known only after it was written. Until its process says when, the
+// others wait, however long connecting takes; then they count from that moment, not from the booking.
+TEST(SharedPacing, AProcessBetweenBookingAndSendingHoldsTheOthersUntilItTellsWhenItSent) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile sending(dir.path(), "boot-a");
+  SharedPacingFile waiting(dir.path(), "boot-a");
+  const auto booked = clock.monoNow();
+  ASSERT_EQ(sending.claimSlot(booked, 1200ms), std::nullopt);
+
+  clock.advance(2s);  // still connecting, long past the booking's interval
+  EXPECT_EQ(waiting.claimSlot(clock.monoNow(), 1200ms), clock.monoNow() + SharedPacingFile::kSendingPoll);
+  sending.markSent(booked + 1900ms);
+  EXPECT_EQ(waiting.claimSlot(clock.monoNow(), 1200ms), booked + 1900ms + 1200ms);
+  clock.advance(1100ms);
+  EXPECT_EQ(waiting.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+}
+
+// A clock that lets the other process act whenever this one has slept.
+class ClockWithNeighbour final : public asokit::MonotonicClock {
+ public:
+  ClockWithNeighbour(VirtualClock& clock, std::function<void(asokit::MonoTime)> neighbour)
+      : clock_(clock), neighbour_(std::move(neighbour)) {}
+  asokit::MonoTime now() const override { return clock_.monoNow(); }
+  bool sleepUntil(asokit::MonoTime deadline, std::stop_token stop) override {
+    const bool woke = clock_.monotonic().sleepUntil(deadline, stop);
+    neighbour_(clock_.monoNow());
+    return woke;
+  }
+
+ private:
+  VirtualClock& clock_;
+  std::function<void(asokit::MonoTime)> neighbour_;
+};
+
+TEST(SharedPacing, ALimiterWaitsOutAnotherProcessStillSending) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile other(dir.path(), "boot-a");
+  SharedPacingFile mine(dir.path(), "boot-a");
+  const auto booked = clock.monoNow();
+  ASSERT_EQ(other.claimSlot(booked, 1200ms), std::nullopt);
+  // The other process gets its request out 1.5 s after booking, while this one keeps asking.
+  bool sent = false;
+  ClockWithNeighbour withOther(clock, [&](asokit::MonoTime now) {
+    if (!sent && now >= booked + 1500ms) {
+      other.markSent(booked + 1500ms);
+      sent = true;
+    }
+  });
+  RateLimiter limiter(withOther, 1200ms, &mine);
+  limiter.wait();
+  EXPECT_EQ(clock.monoNow(), booked + 2700ms);
+}
+
+// The kernel drops the sending lock with its process; closing the file is what a kill does to it.
+TEST(SharedPacing, AProcessKilledBetweenBookingAndSendingHoldsNobodyBack) {
+  TempDir dir;
+  VirtualClock clock;
+  SharedPacingFile waiting(dir.path(), "boot-a");
+  {
+    SharedPacingFile killed(dir.path(), "boot-a");
+    ASSERT_EQ(killed.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  }
+  clock.advance(1200ms);
+  EXPECT_EQ(waiting.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
 }
 
 TEST(SharedPacing, AProcessStartedLongAfterTheLastRequestGoesAtOnce) {
   TempDir dir;
   VirtualClock clock;
   SharedPacingFile earlier(dir.path(), "boot-a");
-  RateLimiter(clock.monotonic(), 1200ms, &earlier).wait();
+  RateLimiter earlierLimiter(clock.monotonic(), 1200ms, &earlier);
+  earlierLimiter.wait();
+  earlierLimiter.markSent(clock.monoNow());
   clock.advance(5s);
 
   SharedPacingFile later(dir.path(), "boot-a");
@@ -59,6 +132,7 @@ TEST(SharedPacing, ASlotFromAnotherBootIsForgotten) {
   VirtualClock clock;
   SharedPacingFile beforeReboot(dir.path(), "boot-a");
   ASSERT_EQ(beforeReboot.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  beforeReboot.markSent(clock.monoNow());
 
   SharedPacingFile afterReboot(dir.path(), "boot-b");
   EXPECT_EQ(afterReboot.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
@@ -74,6 +148,7 @@ TEST(SharedPacing, ASlotBookedAfterWeReadTheClockIsWaitedOut) {
   clock.advance(3ms);
   SharedPacingFile other(dir.path(), "boot-a");
   ASSERT_EQ(other.claimSlot(clock.monoNow(), 1200ms), std::nullopt);
+  other.markSent(clock.monoNow());
 
   SharedPacingFile mine(dir.path(), "boot-a");
   EXPECT_EQ(mine.claimSlot(readBeforeTheLock, 1200ms), clock.monoNow() + 1200ms);

@@ -46,6 +46,30 @@ TEST(MeasureTexts, PlanPiecesAndCounts) {
   EXPECT_EQ(texts::progressLine({1, {"de", "foto"}, false}, 1), "request 1 of 1 · foto · DE · failed");
 }
 
+TEST(MeasureTexts, TheLiveLineNamesTheSearchBeingAsked) {
+  struct Case {
+    const char* name;
+    std::int64_t completed;
+    bool stopping;
+    std::string line;
+  };
+  const std::vector<Case> cases = {
+      {"the first search", 0, false, "request 0 of 2 · photo editor · US"},
+      {"the last search", 1, false, "request 1 of 2 · foto · DE"},
+      {"every search answered", 2, false, "request 2 of 2"},
+      {"stop asked", 1, true,
+       "request 1 of 2 · foto · DE\nstopping after the current keyword · everything measured "
+       "so far is kept"},
+  };
+  for (const auto& c : cases) {
+    LiveRun live;
+    live.plan = {{"us", "photo editor"}, {"de", "foto"}};
+    live.completedRequests = c.completed;
+    live.stopRequested = c.stopping;
+    EXPECT_EQ(texts::liveLine(live), c.line) << c.name;
+  }
+}
+
 TEST(MeasureTexts, LastMeasuredFloorsHoursThenCountsCalendarDays) {
   const base::ZonedCalendar berlin("Europe/Berlin");
   const auto last = localTime("Europe/Berlin", 2025, 1, 14, 9, 30);

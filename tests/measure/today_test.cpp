@@ -238,7 +238,7 @@ TEST_F(TodayBoardTest, EveryViewHearsEachChangeAfterTheQueueHoldsIt) {
 
 // A row's history is what its sparkline shows: the readings of the last 30 calendar days, today's
 // included. The change and the accumulating count still come from the two newest readings and the count.
-TEST_F(TodayBoardTest, ARowsHistoryHoldsTheReadingsOfTheLastThirtyCalendarDays) {
+TEST_F(TodayBoardTest, ARowsHistoryHoldsTheMonthBeforeTheLastRunsDay) {
   const auto app = *store->apps().findByAppStoreId("100");
   const auto month = seed.keyword(app, "long story", "us");
   Ranks ranks;
@@ -256,11 +256,14 @@ TEST_F(TodayBoardTest, ARowsHistoryHoldsTheReadingsOfTheLastThirtyCalendarDays) 
   const auto* row = board.row(month.rowId.value);
   ASSERT_TRUE(row);
   const auto& points = row->history.points();
-  ASSERT_EQ(points.size(), 30u);
+  ASSERT_EQ(points.size(), 32u);
   for (std::size_t i = 0; i < points.size(); ++i) {
-    EXPECT_EQ(points[i].day, calendar.addDays(today, static_cast<int>(i) - 29)) << i;
-    EXPECT_EQ(points[i].rank, ranks[10 + i]) << i;
+    EXPECT_EQ(points[i].day, calendar.addDays(today, static_cast<int>(i) - 31)) << i;
+    EXPECT_EQ(points[i].rank, ranks[8 + i]) << i;
   }
+  ASSERT_EQ(row->sparkline.size(), 31u);
+  EXPECT_EQ(row->sparkline.front(), (DaySlot{DaySlot::Kind::ranked, 10}));
+  EXPECT_EQ(row->sparkline[11], (DaySlot{DaySlot::Kind::outside, 0}));
   EXPECT_EQ(row->change, TodayChange::dropped(1));
 
   const auto* dropped = board.row(dropping.rowId.value);
@@ -274,7 +277,7 @@ TEST_F(TodayBoardTest, ARowsHistoryHoldsTheReadingsOfTheLastThirtyCalendarDays) 
 
   const auto* oldRow = board.row(old.rowId.value);
   ASSERT_TRUE(oldRow);
-  EXPECT_TRUE(oldRow->history.points().empty()) << "no reading in the last 30 days";
+  EXPECT_TRUE(oldRow->history.points().empty()) << "no reading in the month shown";
   EXPECT_EQ(oldRow->rank, 4);
   EXPECT_EQ(oldRow->change, TodayChange::rose(2)) << "the change comes from the two newest readings";
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AsoKit/clock.h"
+#include "app/base/keyword_key.h"
 
 namespace tovra::research {
 namespace {
@@ -142,6 +143,53 @@ TEST_F(KeywordEntryTest, RemoveTakesEveryDraftWithTheIdAndKeepsTheRest) {
   EXPECT_EQ(keywordsOf(entry.drafts()), (std::vector<std::string>{"a", "c"}));
   EXPECT_EQ(entry.notice(), "1 repeated in what you pasted");
   EXPECT_TRUE(entry.pasteGuard().consumed.has_value());
+}
+
+struct StoredCase {
+  const char* name;
+  std::string typed;
+  std::string country;
+  std::vector<std::string> added;
+  std::optional<std::string> notice;
+};
+
+void PrintTo(const StoredCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class StoredKeywordTest : public ::testing::TestWithParam<StoredCase> {};
+
+// The app keeps "Photo Editor" in the US and "karten" in Germany.
+TEST_P(StoredKeywordTest, AKeywordTheOwnerKeepsCountsAsAlreadyAdded) {
+  const auto& c = GetParam();
+  asokit::VirtualClock clock;
+  KeywordEntry entry{clock.monotonic(), {base::queryKey("Photo Editor", "us"), base::queryKey("karten", "de")}};
+  entry.commit(c.typed, c.country);
+  EXPECT_EQ(keywordsOf(entry.drafts()), c.added);
+  EXPECT_EQ(entry.notice(), c.notice);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Stored, StoredKeywordTest,
+    ::testing::Values(StoredCase{"SameKeyInItsCountry", "photo  editor, maps", "US", {"maps"}, "1 already added"},
+                      StoredCase{"OtherCountryIsNew", "photo editor", "de", {"photo editor"}, std::nullopt},
+                      StoredCase{"RepeatOfAStoredOneIsRepeated",
+                                 "karten\nKarten",
+                                 "de",
+                                 {},
+                                 "1 already added · 1 repeated in what you pasted"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(KeywordEntryCost, AKeywordARunAlreadyAsksForCostsNothingExtra) {
+  asokit::VirtualClock clock;
+  KeywordEntry entry{clock.monotonic(), {}, {base::queryKey("maps", "us")}};
+  entry.commit("Maps, filters", "us");
+  entry.commit("maps", "de");
+  ASSERT_EQ(entry.drafts().size(), 3u);
+  EXPECT_EQ(entry.costLine(entry.drafts()[0]), "already measured · no extra time");
+  EXPECT_EQ(entry.costLine(entry.drafts()[1]), "+1 request per run");
+  EXPECT_EQ(entry.costLine(entry.drafts()[2]), "+1 request per run");
+  EXPECT_EQ(entry.totalCostLine(), "2 new requests per run");
 }
 
 TEST(RandomUuid, IsAVersionFourUuidAndDiffersEachTime) {

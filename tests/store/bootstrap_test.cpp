@@ -85,7 +85,7 @@ TEST_F(BootstrapTest, FirstLaunchMakesTheFolderTheStoreAndTheMarker) {
   ASSERT_TRUE(result.container);
   EXPECT_FALSE(result.notice);
   EXPECT_FALSE(result.backup);
-  EXPECT_EQ(bytesOf(marker), "2.0.0");
+  EXPECT_EQ(bytesOf(marker), "3.0.0");
   EXPECT_FALSE(fs::exists(backups));
   EXPECT_TRUE(fs::exists(storeFile));
   EXPECT_TRUE(fs::exists(dir / "default.store-wal"));
@@ -104,11 +104,11 @@ TEST_F(BootstrapTest, AMissingMarkerTakesAnUnversionedCopyAndOpensTheStoreAsItIs
   EXPECT_EQ(result.backup, backups / "20250114-093012-vunversioned");
   EXPECT_EQ(bytesOf(backups / "20250114-093012-vunversioned" / "default.store"), original);
   EXPECT_TRUE(result.container->apps().findByAppStoreId("777"));
-  EXPECT_EQ(bytesOf(marker), "2.0.0");
+  EXPECT_EQ(bytesOf(marker), "3.0.0");
 }
 
 TEST_F(BootstrapTest, AMatchingMarkerTakesNoCopy) {
-  makeStore("2.0.0");
+  makeStore("3.0.0");
   auto result = open();
   ASSERT_TRUE(result.container);
   EXPECT_FALSE(result.backup);
@@ -200,7 +200,7 @@ TEST_F(BootstrapTest, AGarbageStoreIsMovedAsideWithItsCompanionsAndANewOneIsMade
   writeBytes(storeFile, std::string(4096, 'g'));
   writeBytes(dir / "default.store-wal", "wal bytes");
   writeBytes(dir / "default.store-shm", "shm bytes");
-  writeBytes(marker, "2.0.0");
+  writeBytes(marker, "3.0.0");
 
   auto result = open();
 
@@ -214,7 +214,7 @@ TEST_F(BootstrapTest, AGarbageStoreIsMovedAsideWithItsCompanionsAndANewOneIsMade
   EXPECT_EQ(bytesOf(folder / "default.store-shm"), "shm bytes");
   EXPECT_EQ(result.container->apps().count(), 0);
   result.container->apps().insert(makeApp("1"));
-  EXPECT_EQ(bytesOf(marker), "2.0.0");
+  EXPECT_EQ(bytesOf(marker), "3.0.0");
 
   const auto alert = StoreLaunchAlert::from(*result.notice);
   EXPECT_EQ(alert.style, StoreLaunchAlert::Style::warning);
@@ -231,7 +231,7 @@ TEST_F(BootstrapTest, AnEmptyStoreFileKeepsTheLogBesideIt) {
   fs::create_directories(dir);
   writeBytes(storeFile, "");
   writeBytes(dir / "default.store-wal", "log bytes");
-  writeBytes(marker, "2.0.0");
+  writeBytes(marker, "3.0.0");
 
   auto result = open();
 
@@ -258,7 +258,7 @@ TEST_F(BootstrapTest, AStoreOfAnotherShapeIsCopiedThenMovedAsideNeverExtended) {
 }
 
 TEST_F(BootstrapTest, ATruncatedStoreIsMovedAside) {
-  makeStore("2.0.0");
+  makeStore("3.0.0");
   {
     auto store = Store::open(storeFile);
     Transaction transaction(*store);
@@ -280,7 +280,7 @@ TEST_F(BootstrapTest, ATruncatedStoreIsMovedAside) {
 TEST_F(BootstrapTest, AFolderWhereTheStoreShouldBeIsMovedAsideWhole) {
   fs::create_directories(storeFile);
   writeBytes(storeFile / "inside.txt", "mine");
-  writeBytes(marker, "2.0.0");
+  writeBytes(marker, "3.0.0");
 
   auto result = open();
 
@@ -292,7 +292,7 @@ TEST_F(BootstrapTest, AFolderWhereTheStoreShouldBeIsMovedAsideWhole) {
 TEST_F(BootstrapTest, TwoRecoveriesInOneSecondKeepBothFolders) {
   fs::create_directories(dir);
   writeBytes(storeFile, "first garbage");
-  writeBytes(marker, "2.0.0");
+  writeBytes(marker, "3.0.0");
   { auto result = open(); }
   fs::rename(storeFile, temp.path() / "fresh.store");  // out of the way, so the next garbage stands alone
   writeBytes(storeFile, "second garbage");
@@ -370,7 +370,7 @@ class BootstrapUntouchedTest : public BootstrapTest, public ::testing::WithParam
 // A lock held by another program, a full or failing disk, a permission the system refuses: none says
 // anything about the store's contents, so the store stays where it is, whole, and nothing new is made.
 TEST_P(BootstrapUntouchedTest, AStoreThatCannotBeReachedIsLeftInPlaceAndReportedAsWhatItIs) {
-  makeStore("2.0.0");
+  makeStore("3.0.0");
   const std::string original = bytesOf(storeFile);
   int attempts = 0;
   std::string detail;
@@ -398,7 +398,7 @@ TEST_P(BootstrapUntouchedTest, AStoreThatCannotBeReachedIsLeftInPlaceAndReported
   }
   EXPECT_EQ(bytesOf(storeFile), original);
   EXPECT_FALSE(fs::exists(backups));
-  EXPECT_EQ(bytesOf(marker), "2.0.0");
+  EXPECT_EQ(bytesOf(marker), "3.0.0");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -423,7 +423,7 @@ TEST_F(BootstrapTest, TheAlertsForAStoreLeftInPlaceSayNothingWasMoved) {
   EXPECT_EQ(inUse.informativeText,
             "Another program holds the store /data/default.store locked, so Tovra cannot open it now. Nothing was "
             "moved or changed: close the other program or wait for it to finish, then try again.");
-  EXPECT_EQ(inUse.buttons, std::vector<std::string>{"Quit"});
+  EXPECT_EQ(inUse.buttons, (std::vector<std::string>{"Try Again", "Quit"}));
   EXPECT_FALSE(inUse.folder);
   EXPECT_TRUE(inUse.endsApplication);
 
@@ -451,7 +451,7 @@ TEST_F(BootstrapTest, AnEmptyStoreFileLeftBehindIsNeitherCopiedNorMovedAside) {
   EXPECT_FALSE(result.notice);
   EXPECT_FALSE(result.backup);
   EXPECT_FALSE(fs::exists(backups));
-  EXPECT_EQ(bytesOf(marker), "2.0.0");
+  EXPECT_EQ(bytesOf(marker), "3.0.0");
 }
 
 TEST_F(BootstrapTest, TheInMemoryFallbackKeepsNoFiles) {

@@ -28,14 +28,16 @@ std::string bytesOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-TEST(SchemaTest, BothVersionsListTheTwelveModelsInSchemaOrderAndThePlanStepsFromOneToTheOther) {
+TEST(SchemaTest, EveryVersionListsTheTwelveModelsInSchemaOrderAndThePlanStepsFromOneToTheNext) {
   const std::vector<std::string_view> expected{"TrackedApp",     "AppLocalization", "TrackedQuery", "StoredObservation",
                                                "MeasurementRun", "RunOutcome",      "ReviewMark",   "StoredLadder",
                                                "LadderEntry",    "HintProbe",       "StoreHint",    "ResearchSpace"};
   EXPECT_EQ(TovraSchemaV1::models(), expected);
   EXPECT_EQ(TovraSchemaV2::models(), expected);
-  EXPECT_EQ(TovraMigrationPlan::schemas(), (std::vector<SchemaVersion>{{1, 0, 0}, {2, 0, 0}}));
-  EXPECT_EQ(TovraMigrationPlan::stages(), (std::vector<MigrationStage>{{{1, 0, 0}, {2, 0, 0}}}));
+  EXPECT_EQ(TovraSchemaV3::models(), expected);
+  EXPECT_EQ(TovraMigrationPlan::schemas(), (std::vector<SchemaVersion>{{1, 0, 0}, {2, 0, 0}, {3, 0, 0}}));
+  EXPECT_EQ(TovraMigrationPlan::stages(),
+            (std::vector<MigrationStage>{{{1, 0, 0}, {2, 0, 0}}, {{2, 0, 0}, {3, 0, 0}}}));
   EXPECT_EQ(CurrentSchema::version, TovraMigrationPlan::schemas().back());
 }
 
@@ -255,7 +257,7 @@ TEST_F(ContainerCheckTest, AnotherSchemaVersionIsRefused) {
   { Store::open(file); }
   {
     SQLite::Database db(file.string(), SQLite::OPEN_READWRITE);
-    db.exec("PRAGMA user_version = 30000");
+    db.exec("PRAGMA user_version = 40000");
   }
   expectRefusedUntouched(StoreError::Kind::notATovraStore);
 }
@@ -291,7 +293,7 @@ TEST_F(ContainerCheckTest, AStoreOfSchemaOneIsUpgradedInPlaceWithEveryReadingAnd
 
   auto store = Store::open(file);
   auto& db = store->database();
-  EXPECT_EQ(db.execAndGet("PRAGMA user_version").getInt(), TovraSchemaV2::userVersion);
+  EXPECT_EQ(db.execAndGet("PRAGMA user_version").getInt(), CurrentSchema::userVersion);
   EXPECT_EQ(db.execAndGet("PRAGMA integrity_check").getString(), "ok");
   EXPECT_EQ(db.execAndGet("PRAGMA foreign_keys").getInt(), 1);
   EXPECT_EQ(db.execAndGet("SELECT count(*) FROM ReadingPeriod").getInt(), 3)
@@ -341,9 +343,9 @@ TEST_F(ContainerCheckTest, TheCurrentLayoutMarkedOneIsOnlyRenumbered) {
     auto store = Store::open(file);
     linked = insertLinked(*store);
   }
-  runScript(file, "PRAGMA user_version = 10000");
+  runScript(file, "DROP TABLE AppRelease; PRAGMA user_version = 10000");
   auto store = Store::open(file);
-  EXPECT_EQ(store->database().execAndGet("PRAGMA user_version").getInt(), TovraSchemaV2::userVersion);
+  EXPECT_EQ(store->database().execAndGet("PRAGMA user_version").getInt(), CurrentSchema::userVersion);
   EXPECT_EQ(store->observations().ofQuery(linked.query.rowId), std::vector<StoredObservation>{linked.observation});
   EXPECT_EQ(store->outcomes().get(linked.outcome.rowId), linked.outcome);
 }

@@ -45,8 +45,9 @@ connection closes), "reshape":
   hints:  not-plist, no-hints, hints-not-list, binary
   lookup: not-object, no-results
 
-Every request is logged as one JSON line: time (epoch seconds, microseconds), method, path and query
-as sent, params (decoded, in order), headers, remotePort, endpoint, country, number, status, fault.
+Every request is logged as one JSON line: time (handler start), accepted (its connection), firstByte
+(received by the kernel; plain HTTP only), firstByteRead (read by the store), all epoch seconds with
+microseconds or null; method, path and query as sent, params (decoded, in order), headers, remotePort, endpoint, country, number, status, fault.
 SIGTERM or SIGINT stops the store cleanly (exit status 0); a bad scenario or usage exits 2.
 More in tools/fakestore/README.md.)";
 

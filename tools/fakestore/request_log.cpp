@@ -23,6 +23,16 @@ std::FILE* openLog(const std::filesystem::path& file) {
   return handle;
 }
 
+// Epoch seconds with exactly six decimals, instead of a double's noise.
+std::string seconds(std::chrono::system_clock::time_point time) {
+  const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+  return fmt::format("{}.{:06}", micros / 1'000'000, micros % 1'000'000);
+}
+
+std::string seconds(const std::optional<std::chrono::system_clock::time_point>& time) {
+  return time ? seconds(*time) : "null";
+}
+
 }  // namespace
 
 RequestLog::RequestLog(const std::filesystem::path& file) : file_(openLog(file), &std::fclose) {}
@@ -58,10 +68,11 @@ void RequestLog::write(const LogEntry& entry) {
                 : entry.fault ? ordered_json(*entry.fault)
                               : ordered_json(nullptr)},
   };
-  // Written by hand so the time keeps exactly six decimals instead of a double's noise.
-  const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(entry.time.time_since_epoch()).count();
-  const std::string line = fmt::format("{{\"time\":{}.{:06},{}\n", micros / 1'000'000, micros % 1'000'000,
-                                       rest.dump(-1, ' ', false, ordered_json::error_handler_t::replace).substr(1));
+  // The times are written by hand, so each keeps exactly six decimals.
+  const std::string line =
+      fmt::format("{{\"time\":{},\"accepted\":{},\"firstByte\":{},\"firstByteRead\":{},{}\n", seconds(entry.time),
+                  seconds(entry.accepted), seconds(entry.firstByte), seconds(entry.firstByteRead),
+                  rest.dump(-1, ' ', false, ordered_json::error_handler_t::replace).substr(1));
   const std::lock_guard lock(mutex_);
   std::fputs(line.c_str(), file_.get());
   std::fflush(file_.get());

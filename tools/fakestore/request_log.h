@@ -16,7 +16,12 @@
 namespace tovra::fakestore {
 
 struct LogEntry {
-  std::chrono::system_clock::time_point time;  // when the request arrived
+  std::chrono::system_clock::time_point time;  // when the handler took the request up
+  // When the connection was accepted, when the kernel received the request's first byte (plain HTTP
+  // only) and when a server thread read it; each unknown when absent.
+  std::optional<std::chrono::system_clock::time_point> accepted;
+  std::optional<std::chrono::system_clock::time_point> firstByte;
+  std::optional<std::chrono::system_clock::time_point> firstByteRead;
   std::string method;
   std::string path;   // as it arrived, still percent-encoded
   std::string query;  // as it arrived, still percent-encoded, without the "?"

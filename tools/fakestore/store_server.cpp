@@ -10,6 +10,8 @@
 #include "AsoKit/storefront.h"
 #include "AsoKit/text.h"
 #include "tools/fakestore/answers.h"
+#include "tools/fakestore/icons.h"
+#include "tools/fakestore/wire_times.h"
 
 namespace tovra::fakestore {
 namespace {
@@ -94,8 +96,9 @@ StoreServer::StoreServer(Scenario scenario, RequestLog& log, bool https)
   if (https) {
     certificate_ = makeSelfSignedCertificate();
     server_ = makeTlsServer(certificate_);
+    stampAccepts(*server_);
   } else {
-    server_ = std::make_unique<httplib::Server>();
+    server_ = makeWireTimedServer();
   }
   // One long-lived connection per client, as the store keeps them.
   server_->set_keep_alive_max_count(100000);
@@ -108,6 +111,11 @@ StoreServer::StoreServer(Scenario scenario, RequestLog& log, bool https)
   server_->Get(R"(/WebObjects/MZStore\.woa/wa/search)", route(Endpoint::search));
   server_->Get(R"(/WebObjects/MZSearchHints\.woa/wa/hints)", route(Endpoint::hints));
   server_->Get("/lookup", route(Endpoint::lookup));
+  // The demo's app artwork (TOVRA_ARTWORK_URL points the desktop here). Icons are not store requests:
+  // they are neither paced nor logged.
+  server_->Get(R"(/image/.*\.(png|jpg|jpeg))", [](const httplib::Request& request, httplib::Response& response) {
+    response.set_content(iconPng(request.path), "image/png");
+  });
   server_->Get(".*", route(std::nullopt));
 }
 
@@ -190,6 +198,10 @@ void StoreServer::answer(std::optional<Endpoint> endpoint, const httplib::Reques
                          httplib::Response& response) {
   LogEntry entry;
   entry.time = std::chrono::system_clock::now();
+  const RequestTimes times = currentRequestTimes();
+  entry.accepted = times.accepted;
+  entry.firstByte = times.firstByte;
+  entry.firstByteRead = times.firstByteRead;
   entry.method = request.method;
   const std::size_t question = request.target.find('?');
   entry.path = request.target.substr(0, question);
