@@ -7,7 +7,7 @@ packages=(
   libsqlite3-dev libsqlitecpp-dev sqlite3 libfmt-dev libcli11-dev libcpp-httplib-dev openssl
   libgtest-dev libgmock-dev libbenchmark-dev
   qt6-base-dev qt6-svg-dev qt6-charts-dev libqt6opengl6-dev libxkbcommon-dev qt6-image-formats-plugins libgl-dev
-  xvfb xauth at-spi2-core python3-pyatspi dbus dbus-x11 xdotool imagemagick desktop-file-utils appstream
+  xvfb xauth at-spi2-core python3-pyatspi dbus dbus-x11 xdotool imagemagick desktop-file-utils appstream zsh fish
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -90,7 +90,7 @@ void runList(Context& context) {
                app.isMine ? "mine" : "", keywords, countries.empty() ? std::string(kEmDash) : countries,
                store::isoUtc(app.addedAt).substr(0, 10)});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 void runDelete(Context& context, const std::string& appStoreId, bool yes) {

@@ -61,7 +61,7 @@ void listCandidates(Context& context, const std::vector<DiscoveredApp>& apps) {
     table.add({std::to_string(app.position.value_or(static_cast<std::int64_t>(i + 1))), app.name,
                app.developer.empty() ? std::string(kEmDash) : app.developer, app.id});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 std::string absentText(const AppResolverModel& model, const AppResolverInput& input, const std::string& country) {

@@ -59,7 +59,7 @@ void runSearch(Context& context, const SearchArgs& args) {
     table.add({std::to_string(app.position), app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
                optionalText(app.ratingCount), ratingText(app.averageRating), app.id});
   }
-  table.print(out);
+  table.print(out, context.tableWidth());
 }
 
 // Hint positions count from 1; a bad one is told in those words rather than as a range of doubles.
@@ -161,7 +161,7 @@ void runHints(Context& context, const HintsArgs& args) {
       for (const auto& term : outcome.terms) {
         table.add({std::to_string(term.position), term.term, optionalText(term.priority)});
       }
-      table.print(out);
+      table.print(out, context.tableWidth());
     }
     for (const auto& line : keptLines) {
       out << line << "\n";
@@ -183,7 +183,7 @@ void printApps(Context& context, const std::vector<asokit::AppInfo>& apps) {
                app.bundleId.value_or(std::string(kEmDash)), optionalText(app.userRatingCount),
                ratingText(app.averageUserRating)});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 struct LookupArgs {
@@ -270,19 +270,20 @@ void runLookup(Context& context, const LookupArgs& args) {
 }
 
 const bool registered = [] {
-  registerCommand(
-      {"search",
-       [](CLI::App& app, Context& context) {
-         auto args = std::make_shared<SearchArgs>();
-         auto* sub = app.add_subcommand("search", "Search the App Store for a term, in store order");
-         sub->add_option("term", args->term, "The search term, sent exactly as given")->required();
-         sub->add_option("--country", args->country, "Storefront country code, e.g. us")
-             ->required()
-             ->check(countryCheck());
-         sub->add_option("--limit", args->limit, "How many apps to show with details")->check(CLI::Range(0, 200));
-         sub->callback([args, &context] { runSearch(context, *args); });
-       },
-       10});
+  registerCommand({"search",
+                   [](CLI::App& app, Context& context) {
+                     auto args = std::make_shared<SearchArgs>();
+                     auto* sub = app.add_subcommand("search", "Search the App Store for a term, in store order");
+                     sub->add_option("term", args->term, "The search term, sent exactly as given")->required();
+                     sub->add_option("--country", args->country, "Storefront country code, e.g. us")
+                         ->required()
+                         ->check(countryCheck());
+                     sub->add_option("--limit", args->limit, "How many apps to show with details")
+                         ->check(CLI::Range(0, 200))
+                         ->capture_default_str();
+                     sub->callback([args, &context] { runSearch(context, *args); });
+                   },
+                   10});
   registerCommand(
       {"hints",
        [](CLI::App& app, Context& context) {

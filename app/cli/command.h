@@ -17,6 +17,13 @@ class Context;
 // keywords, so a scheduler sees it without reading the report (which is printed and saved first).
 enum class Exit : int { done = 0, failed = 1, usage = 2, refused = 3, stoppedByUser = 4, notAllMeasured = 5 };
 
+// What each status means, in order, for the manual and the README.
+struct ExitStatusMeaning {
+  Exit status;
+  std::string meaning;
+};
+const std::vector<ExitStatusMeaning>& exitStatuses();
+
 // Thrown by a command to end with a status and a message for stderr (the error's own text).
 class CommandError final : public std::runtime_error {
  public:

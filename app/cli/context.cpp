@@ -1,11 +1,16 @@
 #include "app/cli/context.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdlib>
+#include <iostream>
+#include <iterator>
 #include <ostream>
 
 #include "app/cli/command.h"
+#include "app/research/argument_keywords.h"
 #include "app/store/launch_alert.h"
 #include "app/store/store_error.h"
 
@@ -46,6 +51,38 @@ bool Context::requestUserStop() {
 
 bool Context::stderrIsTerminal() const {
   return isatty(STDERR_FILENO) == 1;
+}
+
+std::optional<std::size_t> Context::tableWidth() const {
+  constexpr std::size_t kWithoutTerminal = 80;
+  if (wide) {
+    return std::nullopt;
+  }
+  if (const auto columns = processVariable("COLUMNS")) {
+    std::size_t value = 0;
+    const auto* end = columns->data() + columns->size();
+    if (const auto [at, error] = std::from_chars(columns->data(), end, value);
+        error == std::errc() && at == end && value > 0) {
+      return value;
+    }
+  }
+  winsize size{};
+  if (isatty(STDOUT_FILENO) == 1 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+    return size.ws_col;
+  }
+  return kWithoutTerminal;
+}
+
+bool Context::stdinIsTerminal() const {
+  return isatty(STDIN_FILENO) == 1;
+}
+
+std::string Context::readInput() {
+  std::string text{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+  if (std::cin.bad()) {
+    throw CommandError(Exit::failed, std::string(research::kStandardInputUnreadable));
+  }
+  return text;
 }
 
 shell::Services& Context::services() {

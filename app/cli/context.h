@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "AsoKit/aso_client.h"
@@ -24,11 +25,17 @@ class Context final {
   ~Context();
 
   bool json = false;
+  bool wide = false;          // --wide: tables print every cell whole
   std::string dataDirOption;  // --data-dir as given
 
   std::ostream& out() { return out_; }
   std::ostream& err() { return err_; }
   bool stderrIsTerminal() const;
+  bool stdinIsTerminal() const;
+  // How wide a table may be: COLUMNS, else the terminal's width, else 80 cells; none with --wide.
+  std::optional<std::size_t> tableWidth() const;
+  // Everything on standard input, up to its end.
+  std::string readInput();
 
   // Throws shell::ConfigurationError when the environment names an unusable endpoint.
   shell::Services& services();

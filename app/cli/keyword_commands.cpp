@@ -10,6 +10,7 @@
 #include "app/cli/usage.h"
 #include "app/cli/watchlist_cli.h"
 #include "app/cli/watchlist_json.h"
+#include "app/measure/measure_texts.h"
 #include "app/store/dates.h"
 #include "app/store/store.h"
 
@@ -45,8 +46,12 @@ void runList(Context& context, const std::string& appStoreId) {
         list.push_back(toJson(store, query));
         continue;
       }
-      table.add({app.displayName, query.keyword, upperCountry(query.country), query.isPaused ? "paused" : "measured",
-                 query.provenanceRaw, store::isoUtc(query.addedAt).substr(0, 10)});
+      const auto provenance = store::keywordProvenance(query.provenanceRaw);
+      table.add({app.displayName, query.keyword, upperCountry(query.country),
+                 std::string(measure::texts::keywordState(query.isPaused,
+                                                          store.observations().latestOf(query.rowId).has_value())),
+                 provenance ? std::string(store::provenanceText(*provenance)) : std::string(kEmDash),
+                 store::isoUtc(query.addedAt).substr(0, 10)});
     }
   }
   if (context.json) {
@@ -54,7 +59,7 @@ void runList(Context& context, const std::string& appStoreId) {
   } else if (table.empty()) {
     context.out() << (apps.empty() ? "No app is tracked yet.\n" : "No keyword is tracked yet.\n");
   } else {
-    table.print(context.out());
+    table.print(context.out(), context.tableWidth());
   }
 }
 
@@ -127,13 +132,15 @@ const bool registered = registerCommand(
        addCommand->add_option("--country", add->country, "Storefront country code, e.g. us")
            ->required()
            ->check(countryCheck());
-       addCommand->add_option("text", add->texts, "Keywords; all arguments are read as one paste")->required();
+       addCommand->add_option("text", add->texts,
+                              "Keywords: words run together into one keyword; commas, semicolons or new lines "
+                              "separate several; - (or nothing, when piped) reads them from standard input");
        addCommand->fallthrough();
        addCommand->callback([add, &context] { runAdd(context, *add); });
 
        auto listed = std::make_shared<std::string>();
        auto* listCommand = group->add_subcommand("list", "The tracked keywords, of every app or of one");
-       listCommand->add_option("app", *listed, "Only this app's keywords");
+       listCommand->add_option("app", *listed, "Only this app's keywords (default: every app's)");
        listCommand->fallthrough();
        listCommand->callback([listed, &context] { runList(context, *listed); });
 

@@ -8,6 +8,7 @@
 #include "AsoKit/aso_error.h"
 #include "app/cli/command.h"
 #include "app/cli/context.h"
+#include "app/cli/help_examples.h"
 #include "app/cli/usage.h"
 #include "app/research/error_lead.h"
 #include "app/research/request_gate.h"
@@ -67,11 +68,14 @@ int main(int argc, char** argv) {
           },
           "DIR"));
   app.add_flag("--json", context.json, "Machine-readable output on stdout");
+  app.add_flag("--wide", context.wide,
+               "Print tables whole (default: fit them to COLUMNS or the terminal, 80 columns when not a terminal)");
   app.require_subcommand(1);
   app.fallthrough();
   for (const auto& command : tovra::cli::registeredCommands()) {
     command.setup(app, context);
   }
+  tovra::cli::addHelpExamples(app);
 
   // Before the parse: a usage error must answer in JSON when JSON was asked for, wherever --json stands.
   const bool json = tovra::cli::asksForJson(argc, argv);

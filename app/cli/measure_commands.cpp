@@ -35,7 +35,7 @@ void printReport(Context& context, const RunReport& report) {
     for (const auto& line : report.ranked) {
       table.add({std::to_string(line.rank), line.label});
     }
-    table.print(out);
+    table.print(out, context.tableWidth());
   }
   if (!report.outside.empty()) {
     out << "\nOutside the results\n";
@@ -43,7 +43,7 @@ void printReport(Context& context, const RunReport& report) {
     for (const auto& line : report.outside) {
       table.add({line.label, texts::notFound(line.depth)});
     }
-    table.print(out);
+    table.print(out, context.tableWidth());
   }
   if (const auto failures = measure::failureRows(report); !failures.empty()) {
     out << "\nNot measured\n";
@@ -58,10 +58,10 @@ void printReport(Context& context, const RunReport& report) {
     for (const auto& failure : failures) {
       table.add({failure.app, failure.target.keyword, upperCountry(failure.target.country), failure.message});
     }
-    table.print(out);
+    table.print(out, context.tableWidth());
   }
   out << "\n" << texts::sourceLine(report.source) << "\n";
-  out << measure::countsLine(report) << "\n" << texts::keywordCount(report.queryCount) << "\n";
+  out << measure::countsLine(report) << kDot << texts::keywordTally(report.queryCount) << "\n";
   if (report.isFirstMeasurement) {
     out << texts::kFirstRanks << "\n";
   }
@@ -69,7 +69,7 @@ void printReport(Context& context, const RunReport& report) {
   out << "\n" << notification.title << "\n" << notification.body << "\n";
 }
 
-void runMeasure(Context& context) {
+void runMeasure(Context& context, bool quiet) {
   auto& store = context.store();
   auto& client = context.client();
   const auto& calendar = context.calendar();
@@ -80,7 +80,7 @@ void runMeasure(Context& context) {
   std::optional<RunReport> report;
   const auto reported = runner.reports().subscribe(
       [&](const RunReport& finished, const std::vector<store::TrackedQuery>&) { report = finished; });
-  const bool showProgress = context.stderrIsTerminal();
+  const bool showProgress = !quiet && context.stderrIsTerminal();
   std::int64_t total = 0;
   base::Subscription progressShown;
   if (showProgress) {
@@ -107,7 +107,7 @@ void runMeasure(Context& context) {
     case measure::MeasurementRunner::StartResult::nothingToMeasure:
       if (context.json) {
         printJson(context.out(), nullptr);
-      } else {
+      } else if (!quiet) {
         context.out() << texts::kNothingToMeasure << "\n";
       }
       return;
@@ -117,13 +117,14 @@ void runMeasure(Context& context) {
   }
   const auto& live = *runner.live();
   total = static_cast<std::int64_t>(live.plan.size());
-  if (!context.json) {
+  // The explanation is given once, here, before the run; the counts after it do not repeat it.
+  if (!context.json && !quiet) {
     const auto offer = measure::measureOffer(true, true, lastRun ? lastRun->finishedAt : std::nullopt);
     if (offer.kind == measure::MeasureOffer::Kind::due) {
       context.out() << texts::lastMeasured(*offer.lastFinishedAt, live.startedAt, calendar) << " ";
     }
     context.out() << texts::kOfferExplanation << "\n"
-                  << texts::planSummary(live.queryCount, total) << "\n"
+                  << texts::planCounts(live.queryCount, total) << "\n"
                   << texts::pacingNote(total) << kDot << texts::kRanksLand << "\n"
                   << std::flush;
   }
@@ -135,6 +136,8 @@ void runMeasure(Context& context) {
 
   if (context.json) {
     printJson(context.out(), toJson(*report));
+  } else if (quiet) {
+    context.out() << measure::countsLine(*report) << kDot << texts::keywordTally(report->queryCount) << "\n";
   } else {
     printReport(context, *report);
   }
@@ -155,13 +158,15 @@ void runMeasure(Context& context) {
   }
 }
 
-const bool registered =
-    registerCommand({"measure",
-                     [](CLI::App& app, Context& context) {
-                       auto* sub = app.add_subcommand("measure", "Measure every keyword of every tracked app, once");
-                       sub->callback([&context] { runMeasure(context); });
-                     },
-                     40});
+const bool registered = registerCommand(
+    {"measure",
+     [](CLI::App& app, Context& context) {
+       auto* sub = app.add_subcommand("measure", "Measure every keyword of every tracked app, once");
+       auto quiet = std::make_shared<bool>(false);
+       sub->add_flag("--quiet,-q", *quiet, "Print only the run's counts (default: the plan, the ranks and the report)");
+       sub->callback([&context, quiet] { runMeasure(context, *quiet); });
+     },
+     40});
 
 }  // namespace
 }  // namespace tovra::cli

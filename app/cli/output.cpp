@@ -2,6 +2,7 @@
 
 #include "AsoKit/text.h"
 #include "app/base/keyword_key.h"
+#include "app/base/terminal_text.h"
 #include "app/cli/command.h"
 
 namespace tovra::cli {
@@ -17,7 +18,35 @@ void Table::add(std::vector<std::string> row) {
   rows_.push_back(std::move(row));
 }
 
-void Table::print(std::ostream& out) const {
+namespace {
+
+constexpr std::size_t kGap = 2;
+
+// Takes one cell at a time from the widest column that may still give one, so columns of short values
+// (ranks, countries, dates) keep their width while long names and keywords share what is left.
+void fitWidths(std::vector<std::size_t>& widths, std::size_t width) {
+  std::size_t total = widths.empty() ? 0 : kGap * (widths.size() - 1);
+  for (const auto w : widths) {
+    total += w;
+  }
+  while (total > width) {
+    std::size_t widest = widths.size();
+    for (std::size_t c = 0; c < widths.size(); ++c) {
+      if (widths[c] > kShortColumn && (widest == widths.size() || widths[c] > widths[widest])) {
+        widest = c;
+      }
+    }
+    if (widest == widths.size()) {
+      return;
+    }
+    --widths[widest];
+    --total;
+  }
+}
+
+}  // namespace
+
+void Table::print(std::ostream& out, std::optional<std::size_t> width) const {
   std::vector<std::size_t> widths(headers_.size(), 0);
   const auto measure = [&](const std::vector<std::string>& row) {
     for (std::size_t c = 0; c < row.size(); ++c) {
@@ -28,12 +57,16 @@ void Table::print(std::ostream& out) const {
   for (const auto& row : rows_) {
     measure(row);
   }
+  if (width) {
+    fitWidths(widths, *width);
+  }
   const auto emit = [&](const std::vector<std::string>& row) {
     std::string line;
     for (std::size_t c = 0; c < row.size(); ++c) {
-      line += row[c];
+      const auto cell = base::cutToColumns(row[c], widths[c]);
+      line += cell;
       if (c + 1 < row.size()) {
-        line.append(widths[c] - displayWidth(row[c]) + 2, ' ');
+        line.append(widths[c] - displayWidth(cell) + kGap, ' ');
       }
     }
     while (!line.empty() && line.back() == ' ') {
@@ -48,13 +81,7 @@ void Table::print(std::ostream& out) const {
 }
 
 std::size_t displayWidth(std::string_view text) {
-  std::size_t width = 0;
-  for (const char c : text) {
-    if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) {
-      ++width;
-    }
-  }
-  return width;
+  return base::terminalColumns(text);
 }
 
 std::string upperCountry(std::string_view country) {

@@ -178,7 +178,7 @@ void runDiscover(Context& context, const DiscoverArgs& args) {
         table.add({std::to_string(app.position), app.name, app.developer.empty() ? std::string(kEmDash) : app.developer,
                    countText(app.ratingCount), averageText(app.averageRating), app.id});
       }
-      table.print(out);
+      table.print(out, context.tableWidth());
     }
     for (const auto& line : model.statusLines()) {
       if (!model.saveFailure() || line != *model.saveFailure()) {
@@ -216,10 +216,27 @@ void runSignals(Context& context, const SignalsArgs& args) {
       [&](const std::string& p, const std::string& c, std::stop_token stop) { return client.hints(p, c, stop); }, store,
       requestGate(context), context.wall(), calendar, queue);
   check.setOnForbidden(holdOnRefusal(context));
+  // Up to six requests 1.2 s apart: a person at a terminal sees which one the check is at.
+  const bool showProgress = context.stderrIsTerminal();
+  const auto showStep = [&] {
+    if (std::holds_alternative<research::SignalsCheck::Running>(check.phase())) {
+      context.err() << "\r\x1b[K" << research::signalsProgress(keyword, country, check.steps()) << std::flush;
+    }
+  };
+  base::Subscription progressShown;
+  if (showProgress) {
+    progressShown = check.changes().subscribe(showStep);
+  }
   if (check.start(keyword, country) == research::SignalsCheck::Start::waiting) {
     throw CommandError(Exit::refused, *check.waitReason());
   }
+  if (showProgress) {
+    showStep();
+  }
   queue.runUntil([&] { return !std::holds_alternative<research::SignalsCheck::Running>(check.phase()); });
+  if (showProgress) {
+    context.err() << "\r\x1b[K" << std::flush;
+  }
   const auto* finished = std::get_if<research::SignalsCheck::Finished>(&check.phase());
   if (!finished) {
     throw asokit::Cancelled();
@@ -246,14 +263,14 @@ void runSignals(Context& context, const SignalsArgs& args) {
     Table table({"Signal", "Reading"});
     table.add({"Difficulty", research::difficultyLine(signals.difficulty)});
     table.add({"Reach", research::reachLine(signals.reach)});
-    table.print(out);
+    table.print(out, context.tableWidth());
     out << research::probesLine(summary) << "\n";
     if (!check.steps().empty()) {
       Table probes({"Prefix", "Letters", "Keyword"});
       for (const auto& step : check.steps()) {
         probes.add({"“" + step.prefix + "”", std::to_string(step.letters), research::probeStepText(step)});
       }
-      probes.print(out);
+      probes.print(out, context.tableWidth());
     }
     if (args.explain) {
       out << "\n";
@@ -378,7 +395,9 @@ const bool registered = [] {
          sub->add_option("--country", args->country, "Storefront country code, e.g. us")
              ->required()
              ->check(countryCheck());
-         sub->add_option("--limit", args->limit, "How many results to show with details")->check(CLI::Range(1, 200));
+         sub->add_option("--limit", args->limit, "How many results to show with details")
+             ->check(CLI::Range(1, 200))
+             ->capture_default_str();
          auto* track = sub->add_option(
              "--track", args->track,
              "Track the term for an app: a row number of the results, or an app (id, link, bundle id or name)");

@@ -199,7 +199,7 @@ void runList(Context& context) {
     table.add({space.name, std::to_string(store.queries().ofSpace(space.rowId).size()),
                store::isoUtc(space.createdAt).substr(0, 10), graduated, space.id});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
   context.out() << measure::texts::kResearchSpaceNotMeasured << "\n";
 }
 
@@ -230,7 +230,9 @@ void addSpaceCommands(CLI::App& group, Context& context) {
   parkCommand->add_option("--country", park->country, "Storefront country code, e.g. us")
       ->required()
       ->check(countryCheck());
-  parkCommand->add_option("text", park->texts, "Keywords; all arguments are read as one paste")->required();
+  parkCommand->add_option("text", park->texts,
+                          "Keywords: words run together into one keyword; commas, semicolons or new lines "
+                          "separate several; - (or nothing, when piped) reads them from standard input");
   parkCommand->callback([park, &context] { runPark(context, *park); });
 
   auto unpark = std::make_shared<KeywordArgs>();

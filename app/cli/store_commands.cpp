@@ -46,7 +46,7 @@ void runStore(Context& context) {
   for (const auto& row : inventory.rows) {
     table.add({row.label, std::to_string(row.count), row.note});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 std::string_view verdictName(store::StoreCheckResult::Verdict verdict) {

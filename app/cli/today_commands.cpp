@@ -41,7 +41,7 @@ void printRows(Context& context, const store::LocalTimeFormat& localTime, const 
     table.add({measure::changeText(row.change), measure::rankText(row.rank, row.resultCount), row.keyword,
                upperCountry(row.country), row.appLabel, localTime.minute(row.measuredAt)});
   }
-  table.print(out);
+  table.print(out, context.tableWidth());
 }
 
 void printWaiting(Context& context, const std::string& heading, const std::vector<measure::WaitingRow>& rows) {
@@ -54,7 +54,7 @@ void printWaiting(Context& context, const std::string& heading, const std::vecto
   for (const auto& row : rows) {
     table.add({row.keyword, upperCountry(row.country), row.appLabel});
   }
-  table.print(out);
+  table.print(out, context.tableWidth());
 }
 
 void printQueue(Context& context, const store::LocalTimeFormat& localTime, const measure::TodayQueue& queue) {
@@ -76,7 +76,7 @@ void printQueue(Context& context, const store::LocalTimeFormat& localTime, const
     for (const auto& row : queue.notMeasured) {
       table.add({row.keyword, upperCountry(row.country), row.appLabel, row.reason});
     }
-    table.print(out);
+    table.print(out, context.tableWidth());
   }
   printWaiting(context, "Not measured yet", queue.notMeasuredYet);
   printWaiting(context, "Paused", queue.paused);
@@ -204,7 +204,7 @@ void runHistory(Context& context, const HistoryArgs& args) {
     table.add({localTime.date(reading.day), measure::rankText(reading.rank, reading.resultCount),
                std::to_string(reading.resultCount), localTime.minute(reading.measuredAt)});
   }
-  table.print(out);
+  table.print(out, context.tableWidth());
   out << measure::dayRunsLine(series, localTime) << "\n";
 }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <unordered_set>
 
 #include "AsoKit/aso_error.h"
@@ -13,6 +14,7 @@
 #include "app/cli/output.h"
 #include "app/cli/watchlist_json.h"
 #include "app/research/app_reference.h"
+#include "app/research/argument_keywords.h"
 #include "app/research/keyword_list_parser.h"
 #include "app/research/research_texts.h"
 #include "app/research/space_names.h"
@@ -141,13 +143,29 @@ struct Paste {
   std::vector<store::KeywordDraft> drafts;
 };
 
-Paste readPaste(const std::vector<std::string>& texts, const std::vector<store::TrackedQuery>& existing,
-                const std::string& country) {
-  requireUtf8Texts(texts, "The keyword text");
-  std::string joined;
-  for (const auto& text : texts) {
-    joined += (joined.empty() ? "" : "\n") + text;
+// The list as the user gave it: the arguments, or standard input for a lone "-" or for no argument at all
+// when something is piped in. A "-" is never a keyword.
+std::string keywordText(Context& context, const std::vector<std::string>& texts) {
+  const bool fromInput = texts.size() == 1 && texts.front() == research::kStandardInputArgument;
+  if (!fromInput && std::ranges::count(texts, std::string(research::kStandardInputArgument)) > 0) {
+    throw CommandError(Exit::usage, std::string(research::kStandardInputMixed));
   }
+  if (fromInput || texts.empty()) {
+    if (texts.empty() && context.stdinIsTerminal()) {
+      throw CommandError(Exit::usage, std::string(research::kNoKeywordGiven));
+    }
+    return context.readInput();
+  }
+  auto paste = research::pasteFromArguments(texts);
+  if (const auto warning = research::joinedWarning(paste.joined)) {
+    context.err() << *warning << "\n";
+  }
+  return std::move(paste.text);
+}
+
+Paste readPaste(const std::string& joined, const std::vector<store::TrackedQuery>& existing,
+                const std::string& country) {
+  requireUtf8(joined, "The keyword text");
   std::unordered_set<std::string> keys;
   for (const auto& query : existing) {
     if (base::normalizedCountry(query.country) == country) {
@@ -207,7 +225,7 @@ void printPaste(Context& context, const Paste& paste, const std::vector<store::T
 
 void addPaste(Context& context, Watchlist& watchlist, const Owner& owner, const std::vector<std::string>& texts,
               const std::string& country) {
-  const auto paste = readPaste(texts, owner.queries(watchlist.store()), country);
+  const auto paste = readPaste(keywordText(context, texts), owner.queries(watchlist.store()), country);
   std::vector<store::TrackedQuery> added;
   watchlist.edit([&] {
     added = owner.app ? watchlist.writer().addKeywords(*owner.app, paste.drafts)
@@ -229,7 +247,7 @@ void confirmDeletion(Context& context, Watchlist& watchlist, const store::Deleti
   }
   auto& out = context.out();
   out << plan.title() << "\n" << plan.summary() << "\n";
-  for (const auto& line : plan.explanation()) {
+  for (const auto& line : plan.explanation(store::DeletionPlan::Reader::commandLine)) {
     out << line << "\n";
   }
   out << plan.warning() << "\n";

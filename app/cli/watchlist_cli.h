@@ -64,7 +64,9 @@ std::optional<store::TrackedQuery> findKeyword(const std::vector<store::TrackedQ
                                                std::string_view keyword, std::string_view country);
 std::string describeKeyword(std::string_view keyword, std::string_view country);  // “maps” in US
 
-// Several TEXT arguments read as one paste: joined by line breaks and parsed against the keywords the
+// The TEXT arguments read as one paste (words the shell split apart meet again as one keyword, with a
+// warning on stderr naming it), or standard input for "-" or for no TEXT when stdin is not a terminal;
+// parsed against the keywords the
 // owner already has in `country` (so re-adding one is reported as already added), then added to the app
 // or parked in the space in one edit, and what was added printed with the notice of what was dropped. A
 // paste that names no keyword, or of which nothing is left to add after dropping keywords for being too

@@ -93,7 +93,7 @@ nlohmann::json toJson(const store::DeletionPlan& plan, bool deleted) {
   return {{"subject", subjectJson(plan.subject)},
           {"title", plan.title()},
           {"summary", plan.summary()},
-          {"explanation", plan.explanation()},
+          {"explanation", plan.explanation(store::DeletionPlan::Reader::commandLine)},
           {"warning", plan.warning()},
           {"apps", plan.apps.size()},
           {"localizations", plan.localizations.size()},

@@ -18,11 +18,19 @@ std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>&
 }
 
 std::string planSummary(std::int64_t keywords, std::int64_t requests) {
-  return fmt::format("{} tracked keywords · {} requests to Apple — {}", keywords, requests, kAskedOnce);
+  return fmt::format("{} — {}", planCounts(keywords, requests), kAskedOnce);
+}
+
+std::string planCounts(std::int64_t keywords, std::int64_t requests) {
+  return fmt::format("{} tracked keywords · {} requests to Apple", keywords, requests);
 }
 
 std::string keywordCount(std::int64_t keywords) {
-  return fmt::format("{} keyword{}{}{}", keywords, keywords == 1 ? "" : "s", kJoin, kAskedOnce);
+  return fmt::format("{}{}{}", keywordTally(keywords), kJoin, kAskedOnce);
+}
+
+std::string keywordTally(std::int64_t keywords) {
+  return fmt::format("{} keyword{}", keywords, keywords == 1 ? "" : "s");
 }
 
 std::string pacingNote(std::int64_t requests) {
@@ -39,6 +47,13 @@ std::string progressLine(const CompletedRequest& request, std::int64_t requests)
                  [](unsigned char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
   return fmt::format("request {} of {}{}{}{}{}{}{}", request.index, requests, kJoin, request.target.keyword, kJoin,
                      country, kJoin, request.succeeded ? "ok" : "failed");
+}
+
+std::string_view keywordState(bool isPaused, bool hasReading) {
+  if (isPaused) {
+    return "paused";
+  }
+  return hasReading ? "measured" : "not measured yet";
 }
 
 std::string liveLine(const LiveRun& live) {

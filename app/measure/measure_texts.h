@@ -44,13 +44,21 @@ std::string cooldownLong(std::int64_t seconds, const std::optional<std::string>&
 
 // "12 tracked keywords · 9 requests to Apple — a keyword watched by several apps is asked once"
 std::string planSummary(std::int64_t keywords, std::int64_t requests);
+// "12 tracked keywords · 9 requests to Apple": the plan summary's counts without its explanation, for a
+// front end that has just given the explanation once in full.
+std::string planCounts(std::int64_t keywords, std::int64_t requests);
 // "3 keywords · a keyword watched by several apps is asked once"; "1 keyword · …"
 std::string keywordCount(std::int64_t keywords);
+// "3 keywords"; "1 keyword"
+std::string keywordTally(std::int64_t keywords);
 // How long a run of `requests` takes at least: "9 requests go 1.2 s apart · about 10 s · a 403
 // back-off can make it longer".
 std::string pacingNote(std::int64_t requests);
 // "request 3 of 9 · photo editor · US · ok", or "failed" for a request that did not get an answer.
 std::string progressLine(const CompletedRequest& request, std::int64_t requests);
+// A tracked keyword's state as a list shows it: "paused"; "measured" once a run has read it; before that,
+// "not measured yet".
+std::string_view keywordState(bool isPaused, bool hasReading);
 // Where a live run stands: "request 3 of 9 · photo editor · US", the search it asks now named after the
 // count; the count alone once every search is answered. Stopping adds a second line with kStopping.
 std::string liveLine(const LiveRun& live);

@@ -7,6 +7,12 @@
 namespace tovra::measure {
 namespace {
 
+// " · not in the top 40"; an empty answer has no top to be outside of.
+std::string notInTheTop(std::int64_t resultCount) {
+  return resultCount == 0 ? std::string(texts::kJoin) + std::string(research::kNoResults)
+                          : " · not in the top " + std::to_string(resultCount);
+}
+
 std::string lowerAscii(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
@@ -110,7 +116,7 @@ RunReport buildReport(const ReportInput& input) {
         report.ranked.push_back({id, line, *observation->rank, observation->source});
       } else {
         report.outside.push_back({id, line, observation->resultCount, observation->source});
-        report.measuredZero.push_back(line + " · not in the top " + std::to_string(observation->resultCount));
+        report.measuredZero.push_back(line + notInTheTop(observation->resultCount));
       }
     } else if (const auto* failure = status.failure()) {
       ++report.failed;

@@ -91,7 +91,10 @@ std::string changeText(const TodayChange& change) {
 }
 
 std::string rankText(std::optional<std::int64_t> rank, std::int64_t resultCount) {
-  return rank ? std::to_string(*rank) : "not in the top " + std::to_string(resultCount);
+  if (rank) {
+    return std::to_string(*rank);
+  }
+  return resultCount == 0 ? std::string(research::kNoResults) : "not in the top " + std::to_string(resultCount);
 }
 
 void sortRows(std::vector<TodayRow>& rows) {

@@ -15,6 +15,7 @@
 #include "app/base/thread_affinity.h"
 #include "app/research/discovered_app.h"
 #include "app/research/keep_term.h"
+#include "app/research/request_gate.h"
 #include "app/research/signals_check.h"
 #include "app/research/track_draft.h"
 #include "app/store/watchlist_writer.h"
@@ -28,7 +29,7 @@ namespace tovra::research {
 namespace discoverText {
 inline constexpr std::string_view kNothingYet = "Nothing searched yet.";
 inline constexpr std::string_view kTypeATerm = "Type a term to see the App Store's own results, in its order.";
-inline constexpr std::string_view kNoResults = "No results — the App Store returned nothing for this term";
+using research::kNoResults;
 inline constexpr std::string_view kSearchFailed = "The search failed — not a zero result";
 inline constexpr std::string_view kNoChange = "no change since the last check";
 inline constexpr std::string_view kAppKnown = "One lookup — the app is already known, no search needed.";

@@ -18,6 +18,9 @@ std::string cooldownShort(std::int64_t seconds) {
 }
 
 std::string notFound(std::int64_t resultCount) {
+  if (resultCount == 0) {
+    return std::string(kNoResults);
+  }
   return fmt::format("Not among the {} result{} the store returned for this phrase", resultCount,
                      resultCount == 1 ? "" : "s");
 }

@@ -26,7 +26,10 @@ inline constexpr std::chrono::seconds kRefusalHold{900};
 std::string countdown(std::int64_t seconds);
 // "Apple paused requests · retry in 1:15"
 std::string cooldownShort(std::int64_t seconds);
-// "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1.
+// What a search that found nothing reads as, wherever a count of results would stand.
+inline constexpr std::string_view kNoResults = "No results — the App Store returned nothing for this term";
+// "Not among the 40 results the store returned for this phrase"; "result" only for exactly 1; kNoResults
+// for none, never a count of 0.
 std::string notFound(std::int64_t resultCount);
 
 // "the results could not be saved: " and the store's own words.

@@ -12,10 +12,17 @@ std::string termInCountry(std::string_view term, std::string_view country) {
 }
 
 std::string resultsHeadline(std::string_view term, std::string_view country, std::int64_t resultCount) {
+  if (resultCount == 0) {
+    return fmt::format("{} · {}", termInCountry(term, country), kNoResults);
+  }
   return fmt::format("{} · {} {}", termInCountry(term, country), resultCount, resultCount == 1 ? "result" : "results");
 }
 
 std::string discoverHeadline(std::string_view term, std::string_view country, std::int64_t resultCount) {
+  // With nothing found there is no order to vouch for, and the status line already says so.
+  if (resultCount == 0) {
+    return termInCountry(term, country);
+  }
   return fmt::format("{} · {}", resultsHeadline(term, country, resultCount), discoverText::kStorePosition);
 }
 

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "app/research/research_texts.h"
+
 namespace tovra::research {
 namespace {
 
@@ -32,6 +34,17 @@ std::string reachLine(const AutocompleteReach& reach) {
       break;
   }
   return band;
+}
+
+std::string signalsProgress(std::string_view keyword, std::string_view country,
+                            const std::vector<SignalsCheck::ProbeStep>& steps) {
+  if (steps.empty()) {
+    return fmt::format("reading the top {} of the store's search for {}…", kDifficultySample,
+                       termInCountry(keyword, country));
+  }
+  const auto& step = steps.back();
+  return fmt::format("hint probe {} of at most {}{}“{}”{}{}", steps.size(), kMaxProbes, kJoin, step.prefix, kJoin,
+                     probeStepText(step));
 }
 
 std::string probeStepText(const SignalsCheck::ProbeStep& step) {

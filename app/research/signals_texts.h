@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/research/autocomplete_reach.h"
@@ -18,6 +19,10 @@ std::string difficultyLine(const std::optional<KeywordDifficulty>& difficulty);
 std::string reachLine(const AutocompleteReach& reach);
 // "listed at position 2" or "not listed", then " · from today's stored probe" when no request was made.
 std::string probeStepText(const SignalsCheck::ProbeStep& step);
+// Where a running check stands, for a progress line: "reading the top 10 of the store's search for
+// “maps” in US…" until its first probe, then "hint probe 2 of at most 5 · “ma” · listed at position 2".
+std::string signalsProgress(std::string_view keyword, std::string_view country,
+                            const std::vector<SignalsCheck::ProbeStep>& steps);
 // "3 hint probes asked · the shortest listing prefix is settled"; "1 hint probe asked · not settled".
 std::string probesLine(const SignalsCheck::Summary& summary);
 // What went wrong in a finished check, a line each: the failed requests with the last failure's words, a

@@ -66,11 +66,14 @@ struct DeletionPlan {
   bool listsSameRecords(const DeletionPlan& other) const;
   bool listsNothing() const;
 
+  // Where the explanation is read: the command line has no Rivals view to point to.
+  enum class Reader { desktop, commandLine };
+
   // The confirmation's texts: the title, the one-line summary, the explanation lines in order (the
   // subject's own lines, then the kept line) and the warning.
   std::string title() const;
   std::string summary() const;
-  std::vector<std::string> explanation() const;
+  std::vector<std::string> explanation(Reader reader = Reader::desktop) const;
   std::string warning() const;
 
   bool operator==(const DeletionPlan&) const = default;

@@ -68,15 +68,18 @@ std::string DeletionPlan::summary() const {
   return line.empty() ? std::string("nothing to delete") : line;
 }
 
-std::vector<std::string> DeletionPlan::explanation() const {
+std::vector<std::string> DeletionPlan::explanation(Reader reader) const {
   std::vector<std::string> lines;
   std::string_view others = "other keywords";
   std::visit(
       Overloaded{
           [&](const AppSubject&) {
             lines.emplace_back(
-                "Search results and store hints belong to a keyword in a country, not to your app — they stay, "
-                "and Rivals keeps showing them. Delete everything clears them.");
+                reader == Reader::desktop
+                    ? "Search results and store hints belong to a keyword in a country, not to your app — they "
+                      "stay, and Rivals keeps showing them. Delete everything clears them."
+                    : "Search results and store hints belong to a keyword in a country, not to your app — they "
+                      "stay, and signals keeps reading them. Delete everything clears them.");
           },
           [&](const QuerySubject&) {
             lines.emplace_back("Search results and store hints for this keyword stay; adding it again reuses them.");

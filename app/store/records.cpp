@@ -44,6 +44,18 @@ std::string_view rawValue(KeywordProvenance provenance) {
   return rawOf(kProvenances, provenance);
 }
 
+std::string_view provenanceText(KeywordProvenance provenance) {
+  switch (provenance) {
+    case KeywordProvenance::carriedFromSearch:
+      return "from a search";
+    case KeywordProvenance::typedByUser:
+      return "typed";
+    case KeywordProvenance::carriedFromStoreHint:
+      return "from a store hint";
+  }
+  return "typed";
+}
+
 std::optional<KeywordProvenance> keywordProvenance(std::string_view raw) {
   return parseRaw(kProvenances, raw);
 }

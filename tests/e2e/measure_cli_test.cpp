@@ -94,9 +94,8 @@ TEST_F(MeasureCliTest, OneRequestAnswersEveryAppOnTheSameKeywordAndCountry) {
 
 TEST_F(MeasureCliTest, TheHumanReportEndsWithTheNotification) {
   track();
-  const auto r = ok({"measure"});
-  EXPECT_THAT(r.out, HasSubstr("5 tracked keywords · 4 requests to Apple — a keyword watched by several apps is "
-                               "asked once\n"));
+  const auto r = ok({"--wide", "measure"});
+  EXPECT_THAT(r.out, HasSubstr("5 tracked keywords · 4 requests to Apple\n"));
   EXPECT_THAT(r.out, HasSubstr(" s · a 403 back-off can make it longer · ranks land when the run ends\n"));
   EXPECT_THAT(r.out, HasSubstr("Photo Lab · selfie · US  Not among the 1 result the store returned for this phrase"));
   EXPECT_THAT(r.out, HasSubstr("source of these numbers: appstore\n"));
@@ -131,7 +130,7 @@ TEST_F(MeasureCliTest, TodayListsRowsGroupsAndReviewMarks) {
   EXPECT_EQ(queue["pending"].size(), 4u);
   EXPECT_NE(queue["undoableMark"], nullptr);
 
-  const auto human = ok({"today"}).out;
+  const auto human = ok({"--wide", "today"}).out;
   EXPECT_THAT(human, HasSubstr("\nReviewed (1)\n"));
   EXPECT_THAT(human, HasSubstr("\nNot measured yet (1)\n"));
   EXPECT_THAT(human, HasSubstr("\nPaused (1)\n"));

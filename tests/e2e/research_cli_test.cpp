@@ -240,7 +240,7 @@ TEST_F(ResearchCliTest, CheckOnceReadsOneRankAndTracksOnRequest) {
   const auto absent = jsonOf({"check", "1000000103", "nothing", "--country", "us"});
   EXPECT_EQ(absent["phase"], "notInTopN");
   EXPECT_EQ(absent["rank"], nullptr);
-  EXPECT_EQ(absent["text"], "Not among the 0 results the store returned for this phrase");
+  EXPECT_EQ(absent["text"], "No results — the App Store returned nothing for this term");
 }
 
 // Tracking the checked keyword has no condition on the check's outcome: a failed check still tracks it

@@ -255,8 +255,8 @@ TEST_F(WatchlistCliTest, DeletionsAreListedAndCarriedOutOnlyWithYes) {
   const std::string plan =
       "Delete Photo Lab and its history\n"
       "1 app · 1 country name · 2 keywords\n"
-      "Search results and store hints belong to a keyword in a country, not to your app — they stay, and Rivals "
-      "keeps showing them. Delete everything clears them.\n"
+      "Search results and store hints belong to a keyword in a country, not to your app — they stay, and signals "
+      "keeps reading them. Delete everything clears them.\n"
       "This cannot be undone — there is no server copy.\n";
   auto r = ok({"app", "delete", "1000000001"});
   EXPECT_EQ(r.out, plan + "Nothing was deleted. Run the command again with --yes to delete.\n");

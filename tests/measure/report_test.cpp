@@ -2,6 +2,7 @@
 
 #include "app/measure/run_notification.h"
 #include "app/measure/run_report.h"
+#include "app/measure/today_queue.h"
 #include "measure/runner_fixture.h"
 
 namespace tovra::measure {
@@ -38,6 +39,22 @@ TEST(RunReport, RankedAndOutsideLinesCarryLabelsDepthAndTheNotInTheTopText) {
   EXPECT_EQ(report.queryCount, 2);
   EXPECT_EQ(report.source, "appstore");
   EXPECT_EQ(report.ending, RunReport::Ending::finished);
+}
+
+TEST(RunReport, AnEmptyAnswerIsToldAsNoResultsNeverAsTheTopZero) {
+  testing::Rig rig;
+  const auto app = rig.seed.app("100", "Photo Lab");
+  rig.seed.keyword(app, "qzxv", "us");
+  rig.transport.answer("qzxv", {});
+  ASSERT_EQ(rig.measure(), Start::started);
+
+  const auto& report = rig.reports.at(0);
+  ASSERT_EQ(report.outside.size(), 1u);
+  EXPECT_EQ(report.outside[0].depth, 0);
+  EXPECT_EQ(report.measuredZero, (std::vector<std::string>{"Photo Lab — name in US not read yet · qzxv · US · No "
+                                                           "results — the App Store returned nothing for this term"}));
+  EXPECT_EQ(rankText(std::nullopt, 0), "No results — the App Store returned nothing for this term");
+  EXPECT_EQ(rankText(std::nullopt, 40), "not in the top 40");
 }
 
 TEST(RunReport, AppLabels) {

@@ -25,9 +25,9 @@ TEST(MeasureTexts, CountdownsUseUncappedMinutesAndTwoDigitSeconds) {
             "asking again.");
 }
 
-TEST(MeasureTexts, NotFoundIsSingularForExactlyOneResult) {
+TEST(MeasureTexts, NotFoundIsSingularForExactlyOneResultAndNeverCountsZero) {
   EXPECT_EQ(texts::notFound(1), "Not among the 1 result the store returned for this phrase");
-  EXPECT_EQ(texts::notFound(0), "Not among the 0 results the store returned for this phrase");
+  EXPECT_EQ(texts::notFound(0), "No results — the App Store returned nothing for this term");
   EXPECT_EQ(texts::notFound(2), "Not among the 2 results the store returned for this phrase");
   EXPECT_EQ(texts::notFound(1000), "Not among the 1000 results the store returned for this phrase");
 }

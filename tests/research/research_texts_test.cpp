@@ -17,7 +17,8 @@ TEST(ResearchTexts, CountsAreSingularOnlyForExactlyOne) {
     std::string hints;
   };
   for (const auto& c : std::vector<Case>{
-           {0, "“chess” in US · 0 results", "Store hints for “chess” in US · 0 hints"},
+           {0, "“chess” in US · No results — the App Store returned nothing for this term",
+            "Store hints for “chess” in US · 0 hints"},
            {1, "“chess” in US · 1 result", "Store hints for “chess” in US · 1 hint"},
            {2, "“chess” in US · 2 results", "Store hints for “chess” in US · 2 hints"},
            {200, "“chess” in US · 200 results", "Store hints for “chess” in US · 200 hints"},
@@ -26,6 +27,7 @@ TEST(ResearchTexts, CountsAreSingularOnlyForExactlyOne) {
     EXPECT_EQ(hintsHeadline("chess", "us", c.count), c.hints);
   }
   EXPECT_EQ(discoverHeadline("chess", "us", 1), "“chess” in US · 1 result · store's position · no score added");
+  EXPECT_EQ(discoverHeadline("chess", "us", 0), "“chess” in US") << "never an order of zero results";
 }
 
 }  // namespace

@@ -15,6 +15,22 @@ TEST(SignalsTexts, DifficultyReadsBandMedianAndCountsOrTheEmDash) {
             "Easy · median 1 rating · 6 of 10 counts known");
 }
 
+TEST(SignalsTexts, ProgressNamesTheSearchFirstThenTheLatestProbe) {
+  using Step = SignalsCheck::ProbeStep;
+  struct Case {
+    std::vector<Step> steps;
+    std::string line;
+  };
+  for (const auto& c : std::vector<Case>{
+           {{}, "reading the top 10 of the store's search for “photo editor” in US…"},
+           {{Step{"photo", 5, std::nullopt}}, "hint probe 1 of at most 5 · “photo” · not listed"},
+           {{Step{"photo", 5, std::nullopt}, Step{"pho", 3, 2, true}},
+            "hint probe 2 of at most 5 · “pho” · listed at position 2 · from today's stored probe"},
+       }) {
+    EXPECT_EQ(signalsProgress("photo editor", "us", c.steps), c.line);
+  }
+}
+
 TEST(SignalsTexts, ReachSaysWhereOnlyWhenListed) {
   struct Case {
     AutocompleteReach reach;

@@ -152,6 +152,18 @@ INSTANTIATE_TEST_SUITE_P(
                         {"Every table goes back to zero · Tovra returns to its first screen."}}),
     [](const auto& info) { return std::string(info.param.name); });
 
+TEST(DeletionTextsTest, TheCommandLineIsNotPointedToAViewItDoesNotHave) {
+  Plan plan{Plan::AppSubject{"Photo Lab"}};
+  plan.queries = rows<TrackedQuery>(2);
+  plan.keptRuns = 1;
+  const auto lines = plan.explanation(Plan::Reader::commandLine);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0],
+            "Search results and store hints belong to a keyword in a country, not to your app — they stay, and "
+            "signals keeps reading them. Delete everything clears them.");
+  EXPECT_EQ(lines[1], "kept: 1 run that also covered other keywords") << "the rest reads as on the desktop";
+}
+
 TEST(DeletionTextsTest, OnlyDeletingEverythingCarriesTheLongWarning) {
   EXPECT_EQ(Plan{Plan::EverythingSubject{}}.warning(),
             "This cannot be undone. Tovra is local-first: there is no copy on a server to restore from and no account "
