@@ -53,7 +53,7 @@ void runCountries(Context& context) {
   for (const auto& country : countries) {
     table.add({upperCountry(country.code), country.name});
   }
-  table.print(context.out());
+  table.print(context.out(), context.tableWidth());
 }
 
 const bool registered = [] {
