@@ -37,6 +37,7 @@ port=$(cat "$work/port")
 export TOVRA_SEARCH_URL="http://127.0.0.1:$port" TOVRA_LOOKUP_URL="http://127.0.0.1:$port"
 export TOVRA_ARTWORK_URL="http://127.0.0.1:$port"
 export TOVRA_DATA_DIR="$work/data" TOVRA_STATE_DIR="$work/state" XDG_CONFIG_HOME="$work/config"
+export XDG_CACHE_HOME="$work/cache"
 mkdir -p docs
 
 # shoot NAME KEYS...: opens the window, sends the keys (xdotool names), waits, and saves the screen.
@@ -46,9 +47,9 @@ shoot() {
   xvfb-run -a -s "-screen 0 1280x800x24" bash -c '
     "$0" & app=$!
     for _ in $(seq 1 100); do xdotool search --name "^Tovra" >/dev/null 2>&1 && break; sleep 0.1; done
-    sleep 1
+    sleep 3
     for key in "${@:2}"; do xdotool key --clearmodifiers "$key"; sleep 0.4; done
-    sleep 2
+    sleep 3
     import -window root "$1"
     kill "$app"; wait "$app" 2>/dev/null || true
   ' "$gui" "docs/$name.png" "$@"
