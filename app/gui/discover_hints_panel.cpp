@@ -23,18 +23,11 @@ namespace tovra::gui {
 
 namespace {
 
+// The panel's lines start hidden: each shows once it has something to say.
 QLabel* line(QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setWordWrap(true);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  auto* label = textLine(parent);
   label->setVisible(false);
   return label;
-}
-
-void setLine(QLabel& label, const QString& text) {
-  label.setText(text);
-  label.setAccessibleName(text);
-  label.setVisible(!text.isEmpty());
 }
 
 }  // namespace
@@ -129,7 +122,7 @@ void DiscoverHintsPanel::refreshWait() {
     return;
   }
   if (const auto reason = services_.core().requestGate().hintsWaitReason()) {
-    setLine(*status_, qs(*reason));
+    showLine(*status_, qs(*reason));
   } else {
     sync();
   }
@@ -149,7 +142,7 @@ std::string DiscoverHintsPanel::selectedHint() const {
 }
 
 void DiscoverHintsPanel::showResult(const QString& text) {
-  setLine(*result_, text);
+  showLine(*result_, text);
 }
 
 void DiscoverHintsPanel::keepHint() {
@@ -178,20 +171,20 @@ void DiscoverHintsPanel::sync() {
   namespace label = research::discoverLabel;
   ask_->setEnabled(!model_.isProbing());
   if (model_.isProbing()) {
-    setLine(*status_, qs(label::kAskingHints));
+    showLine(*status_, qs(label::kAskingHints));
   } else if (model_.waited()) {
     // A wait is told while it lasts: the reason as it stands now (a hold's countdown moves on).
     const auto reason = services_.core().requestGate().hintsWaitReason();
-    setLine(*status_, reason ? qs(*reason) : QString());
+    showLine(*status_, reason ? qs(*reason) : QString());
   } else {
-    setLine(*status_, model_.failure() ? qs(*model_.failure()) : QString());
+    showLine(*status_, model_.failure() ? qs(*model_.failure()) : QString());
   }
   const auto& outcome = model_.outcome();
   const auto selected = selectedHint();
   hintModel_->clear();
   if (outcome) {
-    setLine(*headline_, qs(research::hintsHeadline(outcome->prefix, outcome->country,
-                                                   static_cast<std::int64_t>(outcome->terms.size()))));
+    showLine(*headline_, qs(research::hintsHeadline(outcome->prefix, outcome->country,
+                                                    static_cast<std::int64_t>(outcome->terms.size()))));
     QStringList note;
     if (model_.storeNote()) {
       note << qs(*model_.storeNote());
@@ -199,7 +192,7 @@ void DiscoverHintsPanel::sync() {
     if (model_.observedAt()) {
       note << localMinute(*model_.observedAt());
     }
-    setLine(*note_, note.join(QStringLiteral(" · ")));
+    showLine(*note_, note.join(QStringLiteral(" · ")));
     for (const auto& term : outcome->terms) {
       const auto text = QStringLiteral("%1 · %2").arg(term.position).arg(qs(term.term));
       auto* item = new QStandardItem(text);
@@ -211,14 +204,14 @@ void DiscoverHintsPanel::sync() {
       }
     }
   } else {
-    setLine(*headline_, {});
-    setLine(*note_, {});
+    showLine(*headline_, {});
+    showLine(*note_, {});
   }
   std::vector<std::pair<std::string, std::string>> steps;
   for (const auto& step : model_.trail()) {
     steps.emplace_back(step.prefix, step.country);
   }
-  setLine(*trail_, qs(research::hintTrailText(steps)));
+  showLine(*trail_, qs(research::hintTrailText(steps)));
   const bool picked = hintModel_->rowCount() > 0;
   addToDraft_->setEnabled(picked && draftOpen_);
   addToDraft_->setToolTip(draftOpen_ ? QString() : qs(label::kNoDraftOpen));

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QLabel>
 #include <QPainter>
 
 #include "AsoKit/storefront.h"
@@ -151,6 +152,19 @@ void DiscoverResultDelegate::paint(QPainter* painter, const QStyleOptionViewItem
       metrics.elidedText(index.data(DiscoverResultsModel::developerRole).toString(), Qt::ElideRight, textRect.width());
   painter->drawText(textRect, Qt::AlignBottom | Qt::AlignLeft, developer);
   painter->restore();
+}
+
+QLabel* textLine(QWidget* parent) {
+  auto* label = new QLabel(parent);
+  label->setWordWrap(true);
+  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  return label;
+}
+
+void showLine(QLabel& label, const QString& text) {
+  label.setText(text);
+  label.setAccessibleName(text);
+  label.setVisible(!text.isEmpty());
 }
 
 QComboBox* makeCountryBox(const QString& accessibleName, const std::string& current, QWidget* parent) {

@@ -10,6 +10,7 @@
 #include "app/research/discovered_app.h"
 
 class QComboBox;
+class QLabel;
 
 namespace tovra::gui {
 
@@ -64,6 +65,11 @@ class DiscoverResultDelegate final : public QStyledItemDelegate {
 QComboBox* makeCountryBox(const QString& accessibleName, const std::string& current, QWidget* parent);
 std::string countryOf(const QComboBox& box);
 void selectCountry(QComboBox& box, const std::string& code);
+
+// A line of the panels' text: it wraps and can be selected.
+QLabel* textLine(QWidget* parent);
+// Shows `text` on the line and to a screen reader; an empty text hides the line.
+void showLine(QLabel& label, const QString& text);
 
 }  // namespace tovra::gui
 

@@ -23,19 +23,6 @@ namespace tovra::gui {
 
 namespace {
 
-QLabel* line(QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setWordWrap(true);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  return label;
-}
-
-void setLine(QLabel& label, const QString& text) {
-  label.setText(text);
-  label.setAccessibleName(text);
-  label.setVisible(!text.isEmpty());
-}
-
 QString joined(const std::vector<std::string>& lines) {
   QStringList texts;
   for (const auto& text : lines) {
@@ -56,18 +43,18 @@ DiscoverSignalsPanel::DiscoverSignalsPanel(AppServices& services, research::Sign
   country_ = makeCountryBox(qs(label::kCountry), "us", this);
   read_ = new QPushButton(qs(label::kReadSignals), this);
   read_->setAccessibleName(qs(label::kReadSignals));
-  status_ = line(this);
-  difficulty_ = line(this);
-  source_ = line(this);
-  reach_ = line(this);
-  probes_ = line(this);
+  status_ = textLine(this);
+  difficulty_ = textLine(this);
+  source_ = textLine(this);
+  reach_ = textLine(this);
+  probes_ = textLine(this);
   trailModel_ = new QStandardItemModel(this);
   trail_ = new QListView(this);
   trail_->setModel(trailModel_);
   trail_->setAccessibleName(qs(label::kProbeTrail));
   trail_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   trail_->setMaximumHeight(120);
-  problems_ = line(this);
+  problems_ = textLine(this);
   helpToggle_ = new QToolButton(this);
   helpToggle_->setText(qs(label::kShowHelp));
   helpToggle_->setAccessibleName(qs(label::kShowHelp));
@@ -76,7 +63,7 @@ DiscoverSignalsPanel::DiscoverSignalsPanel(AppServices& services, research::Sign
   helpToggle_->setArrowType(Qt::DownArrow);
   helpToggle_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   helpToggle_->setAutoRaise(true);
-  help_ = line(this);
+  help_ = textLine(this);
   const auto help = research::signalsHelp();
   // The first line is the help's title, set apart from the lines it heads.
   QStringList helpLines{QStringLiteral("<b>%1</b>").arg(qs(help.front()).toHtmlEscaped())};
@@ -117,13 +104,13 @@ DiscoverSignalsPanel::DiscoverSignalsPanel(AppServices& services, research::Sign
     helpToggle_->setArrowType(on ? Qt::DownArrow : Qt::RightArrow);
   });
   subscription_ = check_.changes().subscribe([this] { sync(); });
-  setLine(*status_, {});
-  setLine(*source_, {});
-  setLine(*probes_, {});
-  setLine(*problems_, {});
+  showLine(*status_, {});
+  showLine(*source_, {});
+  showLine(*probes_, {});
+  showLine(*problems_, {});
   trail_->setVisible(false);
-  setLine(*difficulty_, kEmDash);
-  setLine(*reach_, kEmDash);
+  showLine(*difficulty_, kEmDash);
+  showLine(*reach_, kEmDash);
 }
 
 void DiscoverSignalsPanel::setTarget(const std::string& keyword, const std::string& country) {
@@ -134,12 +121,12 @@ void DiscoverSignalsPanel::setTarget(const std::string& keyword, const std::stri
   selectCountry(*country_, country);
   try {
     showSignals(research::storedSignals(services_.store(), keyword, country, services_.wall().now()));
-    setLine(*status_, qs(research::discoverLabel::kStoredSignals));
+    showLine(*status_, qs(research::discoverLabel::kStoredSignals));
   } catch (const store::StoreError& error) {
-    setLine(*status_, qs(error.description()));
+    showLine(*status_, qs(error.description()));
   }
-  setLine(*probes_, {});
-  setLine(*problems_, {});
+  showLine(*probes_, {});
+  showLine(*problems_, {});
   trailModel_->clear();
   trail_->setVisible(false);
   refreshWait();
@@ -151,10 +138,10 @@ void DiscoverSignalsPanel::refreshWait() {
   }
   if (const auto reason = services_.core().requestGate().hintsWaitReason()) {
     shownWait_ = qs(*reason);
-    setLine(*status_, shownWait_);
+    showLine(*status_, shownWait_);
   } else if (!shownWait_.isEmpty() && status_->text() == shownWait_) {
     // The run or the hold is over: its reason goes with it.
-    setLine(*status_, {});
+    showLine(*status_, {});
     shownWait_.clear();
   }
 }
@@ -165,7 +152,7 @@ void DiscoverSignalsPanel::start() {
 }
 
 void DiscoverSignalsPanel::showSignals(const research::KeywordSignals& read) {
-  setLine(*difficulty_, qs(research::difficultyLine(read.difficulty)));
+  showLine(*difficulty_, qs(research::difficultyLine(read.difficulty)));
   QStringList source;
   if (read.difficultySource) {
     source << qs(*read.difficultySource);
@@ -173,8 +160,8 @@ void DiscoverSignalsPanel::showSignals(const research::KeywordSignals& read) {
   if (read.difficultyAsOf) {
     source << localMinute(*read.difficultyAsOf);
   }
-  setLine(*source_, source.join(QStringLiteral(" · ")));
-  setLine(*reach_, qs(research::reachLine(read.reach)));
+  showLine(*source_, source.join(QStringLiteral(" · ")));
+  showLine(*reach_, qs(research::reachLine(read.reach)));
 }
 
 void DiscoverSignalsPanel::sync() {
@@ -184,11 +171,11 @@ void DiscoverSignalsPanel::sync() {
   if (std::holds_alternative<research::SignalsCheck::Idle>(phase)) {
     if (check_.waitReason()) {
       shownWait_ = qs(*check_.waitReason());
-      setLine(*status_, shownWait_);
+      showLine(*status_, shownWait_);
     }
     return;
   }
-  setLine(*status_, running ? qs(research::discoverLabel::kReadingSignals) : QString());
+  showLine(*status_, running ? qs(research::discoverLabel::kReadingSignals) : QString());
   if (const auto& reading = readingOf(check_)) {
     showSignals(*reading);
   }
@@ -201,16 +188,16 @@ void DiscoverSignalsPanel::sync() {
   }
   trail_->setVisible(trailModel_->rowCount() > 0);
   if (const auto* finished = std::get_if<research::SignalsCheck::Finished>(&phase)) {
-    setLine(*probes_, qs(research::probesLine(finished->summary)));
-    setLine(*problems_, joined(research::signalsProblems(finished->summary, check_.saveFailure())));
+    showLine(*probes_, qs(research::probesLine(finished->summary)));
+    showLine(*problems_, joined(research::signalsProblems(finished->summary, check_.saveFailure())));
   } else {
-    setLine(*probes_, {});
-    setLine(*problems_, {});
+    showLine(*probes_, {});
+    showLine(*problems_, {});
   }
   // A start turned away by a run or a hold leaves the last reading on screen, under the reason.
   if (check_.waitReason()) {
     shownWait_ = qs(*check_.waitReason());
-    setLine(*status_, shownWait_);
+    showLine(*status_, shownWait_);
   }
 }
 

@@ -24,38 +24,21 @@
 
 namespace tovra::gui {
 
-namespace {
-
-QLabel* wrappingLabel(QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setWordWrap(true);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  return label;
-}
-
-void setLine(QLabel& label, const QString& text) {
-  label.setText(text);
-  label.setAccessibleName(text);
-  label.setVisible(!text.isEmpty());
-}
-
-}  // namespace
-
 DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::DiscoverModel& discover, QWidget* parent)
     : QWidget(parent), services_(services), discover_(discover) {
   namespace label = research::discoverLabel;
   setAccessibleName(qs(label::kTrackTab));
-  empty_ = wrappingLabel(this);
-  setLine(*empty_, qs(label::kPickRow));
+  empty_ = textLine(this);
+  showLine(*empty_, qs(label::kPickRow));
   content_ = new QWidget(this);
 
-  app_ = wrappingLabel(content_);
+  app_ = textLine(content_);
   auto bold = app_->font();
   bold.setBold(true);
   app_->setFont(bold);
-  foundFor_ = wrappingLabel(content_);
-  tracked_ = wrappingLabel(content_);
-  known_ = wrappingLabel(content_);
+  foundFor_ = textLine(content_);
+  tracked_ = textLine(content_);
+  known_ = textLine(content_);
   mine_ = new QCheckBox(qs(label::kMine), content_);
   mine_->setAccessibleName(qs(label::kMine));
 
@@ -79,10 +62,10 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   remove_->setAccessibleName(qs(label::kRemove));
   remove_->setToolTip(qs(research::trackText::kRemoveHelp));
   remove_->setAccessibleDescription(qs(research::trackText::kRemoveHelp));
-  notice_ = wrappingLabel(content_);
-  total_ = wrappingLabel(content_);
-  hint_ = wrappingLabel(content_);
-  setLine(*hint_, qs(research::trackText::kCostHint));
+  notice_ = textLine(content_);
+  total_ = textLine(content_);
+  hint_ = textLine(content_);
+  showLine(*hint_, qs(research::trackText::kCostHint));
   track_ = new QPushButton(qs(label::kConfirmTrack), content_);
   track_->setAccessibleName(qs(label::kConfirmTrack));
   track_->setDefault(false);
@@ -94,8 +77,8 @@ DiscoverTrackPanel::DiscoverTrackPanel(AppServices& services, const research::Di
   space_->setMinimumContentsLength(12);
   keep_ = new QPushButton(qs(label::kKeepTerm), content_);
   keep_->setAccessibleName(qs(label::kKeepTerm));
-  result_ = wrappingLabel(this);
-  setLine(*result_, {});
+  result_ = textLine(this);
+  showLine(*result_, {});
 
   auto* entry = new QHBoxLayout;
   entry->addWidget(typing_, 1);
@@ -182,7 +165,7 @@ void DiscoverTrackPanel::refill() {
 }
 
 void DiscoverTrackPanel::clearResult() {
-  setLine(*result_, {});
+  showLine(*result_, {});
 }
 
 void DiscoverTrackPanel::focusEntry() {
@@ -202,11 +185,11 @@ void DiscoverTrackPanel::sync() {
     return;
   }
   const auto& app = draft_->app();
-  setLine(*app_, qs(app.name) + QStringLiteral(" · ") + (app.developer.empty() ? kEmDash : qs(app.developer)));
-  setLine(*foundFor_, draft_->foundFor() ? qs(research::foundForText(*draft_->foundFor())) : QString());
+  showLine(*app_, qs(app.name) + QStringLiteral(" · ") + (app.developer.empty() ? kEmDash : qs(app.developer)));
+  showLine(*foundFor_, draft_->foundFor() ? qs(research::foundForText(*draft_->foundFor())) : QString());
   const auto note = draft_->trackedNote();
-  setLine(*tracked_, note ? qs(*note) : QString());
-  setLine(*known_, draft_->isAlreadyTracked() ? qs(research::discoverText::kAppKnown) : QString());
+  showLine(*tracked_, note ? qs(*note) : QString());
+  showLine(*known_, draft_->isAlreadyTracked() ? qs(research::discoverText::kAppKnown) : QString());
   {
     const QSignalBlocker block(mine_);
     mine_->setChecked(draft_->isMine());
@@ -229,8 +212,8 @@ void DiscoverTrackPanel::sync() {
     drafts_->setCurrentIndex(draftModel_->index(std::clamp(current, 0, draftModel_->rowCount() - 1), 0));
   }
   remove_->setEnabled(draftModel_->rowCount() > 0);
-  setLine(*notice_, draft_->typingNotice() ? qs(*draft_->typingNotice()) : QString());
-  setLine(*total_, qs(draft_->totalCostLine()));
+  showLine(*notice_, draft_->typingNotice() ? qs(*draft_->typingNotice()) : QString());
+  showLine(*total_, qs(draft_->totalCostLine()));
 }
 
 void DiscoverTrackPanel::removeSelected() {
@@ -241,7 +224,7 @@ void DiscoverTrackPanel::removeSelected() {
 }
 
 void DiscoverTrackPanel::showResult(const std::string& text) {
-  setLine(*result_, qs(text));
+  showLine(*result_, qs(text));
 }
 
 void DiscoverTrackPanel::confirm() {
