@@ -47,7 +47,8 @@ if [ -z "$cli_only" ] && { [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" 
   echo "Tovra demo: the desktop application against the fake App Store on 127.0.0.1:$port,"
   echo "with a year of generated history in a temporary data folder (removed when the window closes)."
   "$storegen" "$work/data" --apps 6 --keywords 15 --days 365 >/dev/null
-  export XDG_CONFIG_HOME="$work/config"
+  # The demo's icons come from the fake store: kept in the throw-away folder, never in your own cache.
+  export XDG_CONFIG_HOME="$work/config" XDG_CACHE_HOME="$work/cache"
   "$gui"
   exit 0
 fi
