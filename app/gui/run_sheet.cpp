@@ -46,7 +46,7 @@ QString reportText(const measure::RunReport& report) {
 }  // namespace
 
 RunSheet::RunSheet(AppServices& services, QWidget* parent) : QDialog(parent), services_(services) {
-  setWindowTitle(QStringLiteral("Measure now"));
+  setWindowTitle(qs(texts::kSheetTitle));
   setAccessibleName(windowTitle());
   setMinimumWidth(520);
   plan_ = new QLabel(this);
@@ -54,7 +54,7 @@ RunSheet::RunSheet(AppServices& services, QWidget* parent) : QDialog(parent), se
   status_ = new QLabel(this);
   status_->setWordWrap(true);
   progress_ = new QProgressBar(this);
-  progress_->setAccessibleName(QStringLiteral("Run progress"));
+  progress_->setAccessibleName(qs(texts::kSheetProgress));
   askedHeading_ = new QLabel(qs(texts::kAskedSoFar), this);
   askedHeading_->setAccessibleName(askedHeading_->text());
   asked_ = new QListWidget(this);
@@ -62,11 +62,11 @@ RunSheet::RunSheet(AppServices& services, QWidget* parent) : QDialog(parent), se
   report_ = new QLabel(this);
   report_->setWordWrap(true);
   report_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  stop_ = new QPushButton(QStringLiteral("Stop"), this);
+  stop_ = new QPushButton(qs(texts::kSheetStop), this);
   stop_->setIcon(QIcon(QStringLiteral(":/icons/stop.svg")));
-  stop_->setAccessibleName(QStringLiteral("Stop"));
-  close_ = new QPushButton(QStringLiteral("Close"), this);
-  close_->setAccessibleName(QStringLiteral("Close"));
+  stop_->setAccessibleName(qs(texts::kSheetStop));
+  close_ = new QPushButton(qs(texts::kSheetClose), this);
+  close_->setAccessibleName(qs(texts::kSheetClose));
   auto* buttons = new QHBoxLayout;
   buttons->addStretch(1);
   buttons->addWidget(stop_);
@@ -135,8 +135,8 @@ void RunSheet::render() {
       report_->setText(reportText(*report));
     }
   }
-  status_->setAccessibleName(status_->text().isEmpty() ? QStringLiteral("Run status") : status_->text());
-  report_->setAccessibleName(report_->text().isEmpty() ? QStringLiteral("Run report") : report_->text());
+  status_->setAccessibleName(status_->text().isEmpty() ? qs(texts::kSheetStatus) : status_->text());
+  report_->setAccessibleName(report_->text().isEmpty() ? qs(texts::kSheetReport) : report_->text());
 }
 
 }  // namespace tovra::gui

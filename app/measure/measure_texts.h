@@ -14,6 +14,13 @@
 namespace tovra::measure::texts {
 
 inline constexpr std::string_view kJoin = " · ";
+// The run sheet's own controls, named the same way for the eye and for a screen reader.
+inline constexpr std::string_view kSheetTitle = "Measure now";
+inline constexpr std::string_view kSheetProgress = "Run progress";
+inline constexpr std::string_view kSheetStop = "Stop";
+inline constexpr std::string_view kSheetClose = "Close";
+inline constexpr std::string_view kSheetStatus = "Run status";
+inline constexpr std::string_view kSheetReport = "Run report";
 inline constexpr std::string_view kAskedOnce = "a keyword watched by several apps is asked once";
 inline constexpr std::string_view kAskedSoFar = "ASKED SO FAR";
 inline constexpr std::string_view kRanksLand = "ranks land when the run ends";
