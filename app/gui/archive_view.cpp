@@ -148,7 +148,17 @@ void ArchiveView::fillKeywords() {
     return;
   }
   if (!wanted || !showKeyword(*wanted)) {
-    keywords_->setCurrentIndex(keywordModel_->index(0, 0));
+    // The first keyword with a reading opens first: an empty chart says nothing of what the page shows.
+    int first = 0;
+    const auto observations = store.observations();
+    for (int row = 0; row < keywordModel_->rowCount(); ++row) {
+      const store::RecordId<store::TrackedQuery> query{keywordModel_->index(row, 0).data(kQueryRole).toLongLong()};
+      if (observations.latestOf(query)) {
+        first = row;
+        break;
+      }
+    }
+    keywords_->setCurrentIndex(keywordModel_->index(first, 0));
     showCurrentKeyword();
   }
 }

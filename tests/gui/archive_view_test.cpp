@@ -104,6 +104,19 @@ class ArchiveViewTest final : public QObject {
              (QStringList{"2.0 released 2025-03-08", "1.0 released 2024-12-01"}));
   }
 
+  void theFirstKeywordWithReadingsOpensFirst() {
+    Harness harness;
+    measure::testing::Seed seed(harness.services->store());
+    const auto app = seed.app("111111", "Lumen");
+    seed.keyword(app, "not measured", "us");
+    const auto measured = seed.keyword(app, "photo editor", "us");
+    const auto zone = harness.services->calendar().zoneName();
+    seed.readings(measured, {9, 8, 7}, localTime(zone, 2025, 3, 10, 9), zone);
+    auto& archive = archiveOf(harness.open());
+    QCOMPARE(archive.keywords()->currentIndex().row(), 1);
+    QVERIFY(archive.chart()->lineCount() > 0);
+  }
+
   void aKeywordWithoutReadingsAndAStoreWithoutRunsSayWhy() {
     Harness harness;
     measure::testing::Seed seed(harness.services->store());
