@@ -16,8 +16,8 @@
 #include "app/store/app_releases.h"
 #include "app/store/local_time.h"
 #include "app/store/store.h"
+#include "bench/large_store.h"
 #include "bench/timing.h"
-#include "tools/storegen/storegen.h"
 
 namespace {
 
@@ -38,18 +38,7 @@ int main(int argc, char** argv) {
   char pattern[] = "/tmp/tovra-bench-chart-XXXXXX";
   const fs::path folder = ::mkdtemp(pattern);
   const auto file = folder / "default.store";
-  tovra::storegen::GeneratorOptions options;
-  options.apps = 100;
-  options.keywordsPerApp = 20;
-  options.days = 400;
-  options.outcomeDays = 1;
-  options.laddersPerKeyword = 0;
-  {
-    auto store = tovra::store::Store::open(file);
-    const auto counts = tovra::storegen::generateStore(*store, options);
-    std::printf("generated %lld keywords, %lld readings\n", static_cast<long long>(counts.queries),
-                static_cast<long long>(counts.observations));
-  }
+  const auto options = tovra::bench::generateLargeStore(file);
 
   auto store = tovra::store::Store::open(file);
   const tovra::base::ZonedCalendar calendar(options.zone);

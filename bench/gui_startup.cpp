@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "app/store/store.h"
+#include "bench/large_store.h"
 #include "bench/timing.h"
-#include "tools/storegen/storegen.h"
 
 extern char** environ;
 
@@ -68,18 +68,7 @@ int main() {
   const fs::path folder = ::mkdtemp(pattern);
   const auto data = folder / "data";
   fs::create_directories(data);
-  tovra::storegen::GeneratorOptions options;
-  options.apps = 100;
-  options.keywordsPerApp = 20;
-  options.days = 400;
-  options.outcomeDays = 1;
-  options.laddersPerKeyword = 0;
-  {
-    auto store = tovra::store::Store::open(data / "default.store");
-    const auto counts = tovra::storegen::generateStore(*store, options);
-    std::printf("generated %lld keywords, %lld readings\n", static_cast<long long>(counts.queries),
-                static_cast<long long>(counts.observations));
-  }
+  tovra::bench::generateLargeStore(data / "default.store");
   const std::vector<std::string> env{"TOVRA_DATA_DIR=" + data.string(),
                                      "TOVRA_STATE_DIR=" + (folder / "state").string(),
                                      "XDG_CONFIG_HOME=" + (folder / "config").string(), "QT_QPA_PLATFORM=offscreen"};

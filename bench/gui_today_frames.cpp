@@ -21,7 +21,7 @@
 #include "app/gui/today_model.h"
 #include "app/gui/today_view.h"
 #include "app/store/store.h"
-#include "tools/storegen/storegen.h"
+#include "bench/large_store.h"
 
 namespace {
 
@@ -66,18 +66,7 @@ int main(int argc, char* argv[]) {
   const fs::path folder = ::mkdtemp(pattern);
   const auto data = folder / "data";
   fs::create_directories(data);
-  tovra::storegen::GeneratorOptions options;
-  options.apps = 100;
-  options.keywordsPerApp = 20;
-  options.days = 400;
-  options.outcomeDays = 1;
-  options.laddersPerKeyword = 0;
-  {
-    auto store = tovra::store::Store::open(data / "default.store");
-    const auto counts = tovra::storegen::generateStore(*store, options);
-    std::printf("generated %lld keywords, %lld readings\n", static_cast<long long>(counts.queries),
-                static_cast<long long>(counts.observations));
-  }
+  tovra::bench::generateLargeStore(data / "default.store");
 
   tovra::gui::AppServices::Parts parts;
   parts.configuration.dataDir = data.string();

@@ -21,8 +21,8 @@
 #include "app/store/reading_periods.h"
 #include "app/store/store.h"
 #include "app/store/today_reads.h"
+#include "bench/large_store.h"
 #include "bench/timing.h"
-#include "tools/storegen/storegen.h"
 
 extern char** environ;
 
@@ -123,18 +123,7 @@ int main() {
   char pattern[] = "/tmp/tovra-bench-today-XXXXXX";
   const fs::path folder = ::mkdtemp(pattern);
   const auto file = folder / "default.store";
-  tovra::storegen::GeneratorOptions options;
-  options.apps = 100;
-  options.keywordsPerApp = 20;
-  options.days = 400;
-  options.outcomeDays = 1;
-  options.laddersPerKeyword = 0;
-  {
-    auto store = tovra::store::Store::open(file);
-    const auto counts = tovra::storegen::generateStore(*store, options);
-    std::printf("generated %lld keywords, %lld readings\n", static_cast<long long>(counts.queries),
-                static_cast<long long>(counts.observations));
-  }
+  const auto options = tovra::bench::generateLargeStore(file);
 
   const tovra::base::ZonedCalendar calendar(options.zone);
   // The queue is read in the evening of the generated store's last day, so its 30 days are the store's.
