@@ -9,11 +9,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "AsoKit/clock.h"
 #include "app/store/bootstrap.h"
@@ -28,15 +30,21 @@ namespace {
 namespace fs = std::filesystem;
 constexpr std::size_t kPage = 4096;
 
-fs::path workFolder() {
-  static const fs::path folder = [] {
+const fs::path& workFolder() {
+  // Never destroyed, so that the clean-up at exit can still name it.
+  static const fs::path* const folder = [] {
     std::string pattern = (fs::temp_directory_path() / "tovra-store-fuzz-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
       throw std::runtime_error("no temporary folder");
     }
-    return fs::path(pattern);
+    // Every run of the replay in the test suite would otherwise leave one behind.
+    std::atexit([] {
+      std::error_code ignored;
+      fs::remove_all(workFolder(), ignored);
+    });
+    return new fs::path(pattern);
   }();
-  return folder;
+  return *folder;
 }
 
 const std::string& templateStore() {

@@ -162,33 +162,31 @@ class TableCopy final {
   // Returns whether the whole table could be read.
   bool run(std::int64_t& copied, std::int64_t& dropped) {
     bool whole = true;
-    std::optional<std::int64_t> from = std::numeric_limits<std::int64_t>::min();
-    std::optional<std::int64_t> previousStop;
-    while (from) {
-      const auto stoppedAt = scanFrom(*from, copied, dropped);
-      if (!stoppedAt) {
-        break;
+    std::int64_t from = std::numeric_limits<std::int64_t>::min();
+    while (true) {
+      const auto failure = scanFrom(from, copied, dropped);
+      if (!failure) {
+        return whole;
       }
       whole = false;
-      // A row whose key can be found but whose values cannot be read would stop the scan at the same
-      // place again: each search past the damage starts further on than the one before.
-      std::int64_t stop = *stoppedAt;
-      if (previousStop && stop <= *previousStop) {
-        if (*previousStop == std::numeric_limits<std::int64_t>::max()) {
-          break;
-        }
-        stop = *previousStop + 1;
+      // Every turn starts further on than the one before: at the next row that can be found, past a row
+      // that cannot be read, or past damage that hides where the next row is. A table damaged row after
+      // row ends in about twice as many turns as it has rows, not in as many as there are keys.
+      const auto next = skipPast(failure->readUpTo, from);
+      if (!next || *next <= from) {
+        return whole;
       }
-      previousStop = stop;
-      from = resumeAfter(stop);
+      from = *next;
     }
-    return whole;
   }
 
  private:
-  // Reads on from `from`; returns the last key read before a failure (or from - 1), none when the table
-  // ended normally.
-  std::optional<std::int64_t> scanFrom(std::int64_t from, std::int64_t& copied, std::int64_t& dropped) {
+  struct ScanFailure {
+    std::int64_t readUpTo;  // the last key read, or the key before the scan's start
+  };
+
+  // Reads on from `from`; none when the table ended normally.
+  std::optional<ScanFailure> scanFrom(std::int64_t from, std::int64_t& copied, std::int64_t& dropped) {
     std::optional<std::int64_t> last;
     try {
       SQLite::Statement scan(source_, scan_);
@@ -199,12 +197,31 @@ class TableCopy final {
       }
       return std::nullopt;
     } catch (const SQLite::Exception&) {
-      if (last) {
-        return last;
-      }
       // Keys start at 1: from the table's very start, the search past the damage starts there too.
-      return std::max<std::int64_t>(from, 1) - 1;
+      return ScanFailure{last ? *last : std::max<std::int64_t>(from, 1) - 1};
     }
+  }
+
+  // Where to scan on after a scan from `from` failed after `readUpTo`; none when nothing further can be
+  // read. When the next key can still be found, the scan goes on from it, and when it already started
+  // there, that row is the one that cannot be read and is left out. Otherwise the damage hides the keys
+  // themselves and the search goes past it.
+  std::optional<std::int64_t> skipPast(std::int64_t readUpTo, std::int64_t from) {
+    const auto max = std::numeric_limits<std::int64_t>::max();
+    if (readUpTo == max) {
+      return std::nullopt;
+    }
+    const auto next = firstKeyFrom(readUpTo + 1);
+    if (!next) {
+      return resumeAfter(readUpTo);
+    }
+    if (!*next) {
+      return std::nullopt;
+    }
+    if (**next > from) {
+      return **next;
+    }
+    return **next == max ? std::nullopt : std::optional<std::int64_t>(**next + 1);
   }
 
   // The damaged part begins after `last`. Seeks ever further past it until a seek lands on a readable
@@ -233,14 +250,19 @@ class TableCopy final {
     return std::nullopt;
   }
 
-  bool seeks(std::int64_t key) {
+  bool seeks(std::int64_t key) { return firstKeyFrom(key).has_value(); }
+
+  // The first key at or after `key`: none when the search fails, an empty key when the table ends first.
+  std::optional<std::optional<std::int64_t>> firstKeyFrom(std::int64_t key) {
     try {
       SQLite::Statement seek(source_, firstKey_);
       seek.bind(1, key);
-      (void)seek.executeStep();
-      return true;
+      if (seek.executeStep()) {
+        return std::optional<std::int64_t>(seek.getColumn(0).getInt64());
+      }
+      return std::optional<std::int64_t>();
     } catch (const SQLite::Exception&) {
-      return false;
+      return std::nullopt;
     }
   }
 
