@@ -22,7 +22,13 @@ std::int64_t toMillis(asokit::WallTime time) {
 }
 
 asokit::WallTime fromMillis(std::int64_t millis) {
-  return asokit::WallTime{duration_cast<asokit::WallTime::duration>(milliseconds{millis})};
+  // The clock holds about 292 years either side of 1970. Only a garbled or foreign file stores a time
+  // beyond that; it reads as the nearest time the clock holds (so one bad value spoils one date, not every
+  // read of the store), a date no reading of this program can have.
+  using Ticks = asokit::WallTime::duration;
+  constexpr auto kMost = duration_cast<milliseconds>(Ticks::max()).count();
+  constexpr auto kLeast = duration_cast<milliseconds>(Ticks::min()).count();
+  return asokit::WallTime{duration_cast<Ticks>(milliseconds{std::clamp<std::int64_t>(millis, kLeast, kMost)})};
 }
 
 std::string isoUtc(asokit::WallTime time) {

@@ -1,5 +1,6 @@
 #include "app/store/export.h"
 
+#include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -127,6 +128,16 @@ TEST_F(FilledExportTest, DaysAreTheInstantOfLocalMidnightInWholeSeconds) {
   EXPECT_EQ(observation["day"], "2025-01-13T23:00:00Z");
   EXPECT_EQ(observation["measuredAt"], "2025-01-14T09:00:00Z");
   EXPECT_EQ(json["exportedAt"], "2025-01-14T09:30:12Z") << "milliseconds are dropped, not rounded up";
+}
+
+TEST_F(FilledExportTest, ATimeBeyondWhatTheClockHoldsReadsAsItsNearestEndNotAsAFailedRead) {
+  // Only a garbled or foreign file holds such values; the rest of the store must still read.
+  store->database().exec("UPDATE StoredObservation SET measuredAt = -9223372036854775807");
+  store->database().exec("UPDATE MeasurementRun SET startedAt = 9223372036854775807");
+  const auto garbled = nlohmann::json::parse(exportStoreToString(*store, kExportedAt));
+  EXPECT_EQ(garbled["apps"][0]["queries"][0]["observations"][0]["measuredAt"], "1677-09-21T00:12:43Z");
+  EXPECT_EQ(garbled["apps"][0]["queries"][0]["observations"][0]["rank"], 3);
+  EXPECT_EQ(garbled["runs"][0]["startedAt"], "2262-04-11T23:47:16Z");
 }
 
 TEST_F(FilledExportTest, AnOutcomeThatLostItsKeywordHasNullKeywordCountryAndApp) {
