@@ -37,18 +37,9 @@ json scenario() {
 
 class CommandLineTest : public ::testing::Test {
  protected:
-  RunResult ok(const std::vector<std::string>& args) const {
-    auto r = h.run(args);
-    EXPECT_EQ(r.exitCode, 0) << describe(r);
-    return r;
-  }
-  json jsonOf(std::vector<std::string> args) const {
-    args.insert(args.begin(), "--json");
-    return json::parse(ok(args).out);
-  }
   void trackLab() const {
-    ok({"app", "add", kLab, "--country", "us"});
-    ok({"keywords", "add", kLab, "--country", "us", "photo editor"});
+    h.ok({"app", "add", kLab, "--country", "us"});
+    h.ok({"keywords", "add", kLab, "--country", "us", "photo editor"});
   }
 
   Harness h{scenario()};
@@ -152,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(CommandLineTest, CountriesListsTheTwentySeven) {
-  const auto countries = jsonOf({"countries"});
+  const auto countries = h.okJson({"countries"});
   ASSERT_EQ(countries.size(), 27u);
   EXPECT_EQ(countries[26]["code"], "pt");
 }
@@ -193,7 +184,7 @@ TEST_P(AppNamingTest, EveryCommandTakingAnAppAcceptsIt) {
     const auto r = h.run(args);
     ASSERT_EQ(r.exitCode, 0) << describe(r);
   }
-  const auto apps = jsonOf({"app", "list"});
+  const auto apps = h.okJson({"app", "list"});
   ASSERT_EQ(apps.size(), 1u) << "nothing but Photo Lab was ever tracked";
   EXPECT_EQ(apps[0]["appStoreId"], kLab);
 }
@@ -215,12 +206,12 @@ TEST_F(CommandLineTest, ANameNoTrackedAppHasIsToldAsSuch) {
 }
 
 TEST_F(CommandLineTest, DiscoverTracksARowByItsNumberAndChangesMineOnlyWhenAsked) {
-  ok({"app", "add", kLab, "--country", "us", "--mine"});
-  const auto lab = jsonOf({"discover", "photo editor", "--country", "us", "--track", "2"});
+  h.ok({"app", "add", kLab, "--country", "us", "--mine"});
+  const auto lab = h.okJson({"discover", "photo editor", "--country", "us", "--track", "2"});
   EXPECT_EQ(lab["tracked"]["app"]["appStoreId"], kLab);
   EXPECT_EQ(lab["tracked"]["app"]["isMine"], true) << "tracking a term never takes the mark away";
 
-  const auto snap = jsonOf({"discover", "photo editor", "--country", "us", "--track", "1", "--mine"});
+  const auto snap = h.okJson({"discover", "photo editor", "--country", "us", "--track", "1", "--mine"});
   EXPECT_EQ(snap["tracked"]["app"]["appStoreId"], kSnap);
   EXPECT_EQ(snap["tracked"]["createdApp"], true);
   EXPECT_EQ(snap["tracked"]["app"]["isMine"], true);
@@ -231,17 +222,17 @@ TEST_F(CommandLineTest, DiscoverTracksARowByItsNumberAndChangesMineOnlyWhenAsked
 }
 
 TEST_F(CommandLineTest, ASpaceIsNamedInAnyCaseAndNoTwoShareAName) {
-  ok({"space", "create", "Trips"});
+  h.ok({"space", "create", "Trips"});
   const auto again = h.run({"space", "create", " trips "});
   EXPECT_EQ(again.exitCode, 1) << describe(again);
   EXPECT_THAT(again.err, HasSubstr("A research space is already called “Trips”"));
-  ok({"space", "park", "TRIPS", "--country", "us", "hiking"});
-  ok({"space", "rename", "tRiPs", "Ideas"});
-  ok({"space", "create", "Other"});
+  h.ok({"space", "park", "TRIPS", "--country", "us", "hiking"});
+  h.ok({"space", "rename", "tRiPs", "Ideas"});
+  h.ok({"space", "create", "Other"});
   const auto rename = h.run({"space", "rename", "other", "IDEAS"});
   EXPECT_EQ(rename.exitCode, 1) << describe(rename);
   EXPECT_THAT(rename.err, HasSubstr("A research space is already called “Ideas”"));
-  const auto spaces = jsonOf({"space", "list"});
+  const auto spaces = h.okJson({"space", "list"});
   ASSERT_EQ(spaces.size(), 2u);
   EXPECT_EQ(spaces[0]["name"], "Ideas");
   EXPECT_EQ(spaces[0]["queries"].size(), 1u);
@@ -251,7 +242,7 @@ TEST_F(CommandLineTest, ASpaceIsNamedInAnyCaseAndNoTwoShareAName) {
 
 TEST_F(CommandLineTest, ARunThatCouldNotMeasureSomeKeywordsExitsFiveAfterItsReport) {
   trackLab();
-  ok({"keywords", "add", kLab, "--country", "us", "broken"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "broken"});
   const auto r = h.run({"measure"});
   EXPECT_EQ(r.exitCode, 5) << describe(r);
   EXPECT_THAT(r.out, HasSubstr("Not measured\nThe App Store answered with an error; try again later.\n"));
@@ -263,7 +254,7 @@ TEST_F(CommandLineTest, ARunThatCouldNotMeasureSomeKeywordsExitsFiveAfterItsRepo
   const auto report = json::parse(asJson.out);  // the report is the one document on stdout
   EXPECT_EQ(report["failed"], 1);
   EXPECT_EQ(report["measured"], 1);
-  EXPECT_THAT(ok({"today"}).out, HasSubstr("The App Store answered with an error; try again later."));
+  EXPECT_THAT(h.ok({"today"}).out, HasSubstr("The App Store answered with an error; try again later."));
 }
 
 TEST_F(CommandLineTest, ALookupOfAnAppTheStoreDoesNotHaveSaysSoAndFails) {
@@ -295,34 +286,34 @@ TEST_F(CommandLineTest, AnErrorAskedForAsJsonIsAnObjectOnStdoutBesidesTheTextOnS
 
 TEST_F(CommandLineTest, ExportWritesToStdoutAndNeverReplacesAFileUnasked) {
   trackLab();
-  const auto piped = jsonOf({"export", "-o", "-"});
+  const auto piped = h.okJson({"export", "-o", "-"});
   EXPECT_EQ(piped["apps"][0]["appStoreId"], kLab);
 
   const auto folder = h.directory() / "exports";
   fs::create_directory(folder);
-  const auto first = jsonOf({"export", "-o", folder.string()});
-  const auto second = jsonOf({"export", "-o", folder.string()});
+  const auto first = h.okJson({"export", "-o", folder.string()});
+  const auto second = h.okJson({"export", "-o", folder.string()});
   const std::string firstPath = first["path"], secondPath = second["path"];
   EXPECT_THAT(firstPath, ::testing::MatchesRegex(".*/tovra-export-[0-9-]{10}\\.json"));
   EXPECT_EQ(secondPath, firstPath.substr(0, firstPath.size() - 5) + "-2.json");
 
   const auto named = (folder / "mine.json").string();
-  ok({"export", "-o", named});
+  h.ok({"export", "-o", named});
   fs::resize_file(named, 3);
   const auto refused = h.run({"export", "-o", named});
   EXPECT_EQ(refused.exitCode, 1) << describe(refused);
   EXPECT_THAT(refused.err, HasSubstr("already exists; nothing was written. Add --force to replace it."));
   EXPECT_EQ(fs::file_size(named), 3u) << "the file is left as it was";
-  ok({"export", "-o", named, "--force"});
+  h.ok({"export", "-o", named, "--force"});
   EXPECT_GT(fs::file_size(named), 3u);
 }
 
 TEST_F(CommandLineTest, TodayShowsOnlyTheCountryAndTheAppAskedFor) {
   trackLab();
-  ok({"keywords", "add", kLab, "--country", "gb", "photo editor"});
-  ok({"app", "add", kSnap, "--country", "us"});
-  ok({"keywords", "add", kSnap, "--country", "us", "photo editor"});
-  ok({"measure"});
+  h.ok({"keywords", "add", kLab, "--country", "gb", "photo editor"});
+  h.ok({"app", "add", kSnap, "--country", "us"});
+  h.ok({"keywords", "add", kSnap, "--country", "us", "photo editor"});
+  h.ok({"measure"});
   const auto rowsOf = [](const json& queue) {
     std::vector<std::pair<std::string, std::string>> rows;
     for (const auto* list : {"pending", "reviewed", "held"}) {
@@ -334,11 +325,11 @@ TEST_F(CommandLineTest, TodayShowsOnlyTheCountryAndTheAppAskedFor) {
     return rows;
   };
   using Rows = std::vector<std::pair<std::string, std::string>>;
-  EXPECT_EQ(rowsOf(jsonOf({"today"})).size(), 3u);
-  EXPECT_EQ(rowsOf(jsonOf({"today", "--country", "GB"})), (Rows{{kLab, "gb"}}));
-  EXPECT_EQ(rowsOf(jsonOf({"today", "--app", "Snap Studio"})), (Rows{{kSnap, "us"}}));
-  EXPECT_EQ(rowsOf(jsonOf({"today", "--app", kLab, "--country", "us"})), (Rows{{kLab, "us"}}));
-  EXPECT_THAT(ok({"today", "--country", "gb"}).out, HasSubstr("\n1 keyword"));
+  EXPECT_EQ(rowsOf(h.okJson({"today"})).size(), 3u);
+  EXPECT_EQ(rowsOf(h.okJson({"today", "--country", "GB"})), (Rows{{kLab, "gb"}}));
+  EXPECT_EQ(rowsOf(h.okJson({"today", "--app", "Snap Studio"})), (Rows{{kSnap, "us"}}));
+  EXPECT_EQ(rowsOf(h.okJson({"today", "--app", kLab, "--country", "us"})), (Rows{{kLab, "us"}}));
+  EXPECT_THAT(h.ok({"today", "--country", "gb"}).out, HasSubstr("\n1 keyword"));
 }
 
 }  // namespace

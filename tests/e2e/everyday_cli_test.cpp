@@ -66,20 +66,15 @@ class EverydayCliTest : public ::testing::Test {
  protected:
   Harness h{scenario()};
 
-  RunResult ok(const std::vector<std::string>& args, const RunOptions& options = {}) const {
-    auto r = h.run(args, options);
-    EXPECT_EQ(r.exitCode, 0) << describe(r);
-    return r;
-  }
   // Every keyword of every app and space, in alphabetical order.
   std::vector<std::string> keywords() const {
     std::vector<std::string> out;
-    for (const auto& app : json::parse(ok({"--json", "app", "list"}).out)) {
+    for (const auto& app : h.okJson({"app", "list"})) {
       for (const auto& query : app["queries"]) {
         out.push_back(query["keyword"]);
       }
     }
-    for (const auto& space : json::parse(ok({"--json", "space", "list"}).out)) {
+    for (const auto& space : h.okJson({"space", "list"})) {
       for (const auto& query : space["queries"]) {
         out.push_back(query["keyword"]);
       }
@@ -99,8 +94,8 @@ struct PasteCase {
 class KeywordPasteTest : public EverydayCliTest, public ::testing::WithParamInterface<PasteCase> {
  protected:
   void SetUp() override {
-    ok({"app", "add", kLab, "--country", "us"});
-    ok({"space", "create", "ideas"});
+    h.ok({"app", "add", kLab, "--country", "us"});
+    h.ok({"space", "create", "ideas"});
   }
   std::vector<std::string> command(std::vector<std::string> words) const {
     auto args = GetParam().target;
@@ -110,11 +105,11 @@ class KeywordPasteTest : public EverydayCliTest, public ::testing::WithParamInte
 };
 
 TEST_P(KeywordPasteTest, ADashOrAPipeReadsTheListFromStandardInput) {
-  auto r = ok(command({"-"}), {.input = "photo editor\ncollage maker; selfie\n"});
+  auto r = h.ok(command({"-"}), {.input = "photo editor\ncollage maker; selfie\n"});
   EXPECT_EQ(keywords(), (std::vector<std::string>{"collage maker", "photo editor", "selfie"}));
 
   // Nothing after the options, and something piped in: the same.
-  r = ok(command({}), {.input = "retouch\nphoto editor\n"});
+  r = h.ok(command({}), {.input = "retouch\nphoto editor\n"});
   EXPECT_THAT(r.out, HasSubstr("1 already added"));
   EXPECT_EQ(keywords(), (std::vector<std::string>{"collage maker", "photo editor", "retouch", "selfie"}));
 }
@@ -127,26 +122,26 @@ TEST_P(KeywordPasteTest, ADashWithOtherWordsIsAUsageErrorAndNothingIsStored) {
 }
 
 TEST_P(KeywordPasteTest, UnquotedWordsAreOneKeywordAndTheWarningNamesIt) {
-  auto r = ok(command({"photo", "editor"}));
+  auto r = h.ok(command({"photo", "editor"}));
   EXPECT_THAT(r.err, HasSubstr("Read as one keyword: “photo editor”."));
   EXPECT_EQ(keywords(), (std::vector<std::string>{"photo editor"}));
 
-  r = ok(command({"collage", "maker,", "selfie"}));
+  r = h.ok(command({"collage", "maker,", "selfie"}));
   EXPECT_THAT(r.err, HasSubstr("“collage maker”"));
   EXPECT_EQ(keywords(), (std::vector<std::string>{"collage maker", "photo editor", "selfie"}));
 
-  r = ok(command({"retouch", "filters", "stickers"}));
+  r = h.ok(command({"retouch", "filters", "stickers"}));
   EXPECT_THAT(keywords(), ::testing::Contains("retouch filters stickers"));
 
   // Each quoted keyword stands alone: no warning.
-  r = ok(command({"night mode", "vintage"}));
+  r = h.ok(command({"night mode", "vintage"}));
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(keywords().size(), 6u);
 }
 
 TEST_P(KeywordPasteTest, APipedListAddsWhatItCanAndTellsWhatWasDropped) {
   const std::string tooLong(101, 'x');
-  const auto r = ok(command({"-"}), {.input = "maps\r\nMaps\n" + tooLong + "\n\nweather\n"});
+  const auto r = h.ok(command({"-"}), {.input = "maps\r\nMaps\n" + tooLong + "\n\nweather\n"});
   EXPECT_THAT(r.out, HasSubstr("Added 2 keywords"));
   EXPECT_THAT(r.out, HasSubstr("1 repeated in what you pasted · 1 longer than 100 characters"));
   EXPECT_EQ(keywords(), (std::vector<std::string>{"maps", "weather"}));
@@ -177,11 +172,11 @@ class TableWidthTest : public EverydayCliTest, public ::testing::WithParamInterf
 
 TEST_P(TableWidthTest, TablesFitTheWidthCuttingTheLongestTextWithAnEllipsis) {
   const std::string longKeyword = "photo editor with filters stickers collage frames and a great many effects";
-  ok({"app", "add", kLab, "--country", "us"});
-  ok({"keywords", "add", kLab, "--country", "us", longKeyword + ", maps"});
+  h.ok({"app", "add", kLab, "--country", "us"});
+  h.ok({"keywords", "add", kLab, "--country", "us", longKeyword + ", maps"});
   auto args = GetParam().flags;
   args.insert(args.end(), {"keywords", "list"});
-  const auto r = ok(args, {.env = GetParam().env});
+  const auto r = h.ok(args, {.env = GetParam().env});
   const auto printed = lines(r.out);
   ASSERT_EQ(printed.size(), 3u) << r.out;
   if (const auto width = GetParam().width) {
@@ -209,35 +204,35 @@ INSTANTIATE_TEST_SUITE_P(Widths, TableWidthTest,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(EverydayCliTest, KeywordListsUseTheUsersWordsNotInternalNames) {
-  ok({"app", "add", kLab, "--country", "us"});
-  ok({"keywords", "add", kLab, "--country", "us", "photo editor"});
-  auto r = ok({"--wide", "keywords", "list"});
+  h.ok({"app", "add", kLab, "--country", "us"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "photo editor"});
+  auto r = h.ok({"--wide", "keywords", "list"});
   EXPECT_THAT(r.out, HasSubstr("not measured yet"));
   EXPECT_THAT(r.out, HasSubstr("typed"));
   EXPECT_THAT(r.out, Not(HasSubstr("typedByUser")));
-  ok({"measure"});
-  r = ok({"--wide", "keywords", "list"});
+  h.ok({"measure"});
+  r = h.ok({"--wide", "keywords", "list"});
   EXPECT_THAT(r.out, HasSubstr("  measured  "));
   EXPECT_THAT(r.out, Not(HasSubstr("not measured yet")));
 
-  r = ok({"app", "delete", kLab});
+  r = h.ok({"app", "delete", kLab});
   EXPECT_THAT(r.out, Not(HasSubstr("Rivals")));
 }
 
 TEST_F(EverydayCliTest, AnEmptyAnswerReadsAsNoResultsNeverAsTheTopZero) {
-  ok({"app", "add", kLab, "--country", "us"});
-  ok({"keywords", "add", kLab, "--country", "us", "qzxv"});
-  auto r = ok({"--wide", "measure"});
+  h.ok({"app", "add", kLab, "--country", "us"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "qzxv"});
+  auto r = h.ok({"--wide", "measure"});
   EXPECT_THAT(r.out, HasSubstr(kNoResults));
-  r = ok({"--wide", "today"});
+  r = h.ok({"--wide", "today"});
   EXPECT_THAT(r.out, HasSubstr(kNoResults));
-  r = ok({"--wide", "history", kLab, "qzxv", "--country", "us"});
+  r = h.ok({"--wide", "history", kLab, "qzxv", "--country", "us"});
   EXPECT_THAT(r.out, HasSubstr(kNoResults));
-  r = ok({"--json", "check", kLab, "qzxv", "--country", "us"});
+  r = h.ok({"--json", "check", kLab, "qzxv", "--country", "us"});
   EXPECT_EQ(json::parse(r.out)["text"], kNoResults);
   for (const auto& args : std::vector<std::vector<std::string>>{
            {"measure"}, {"today"}, {"search", "qzxv", "--country", "us"}, {"discover", "qzxv", "--country", "us"}}) {
-    r = ok(args);
+    r = h.ok(args);
     EXPECT_THAT(r.out, HasSubstr("No results")) << args.front();
     EXPECT_THAT(r.out, Not(HasSubstr("top 0")));
     EXPECT_THAT(r.out, Not(HasSubstr("0 results")));
@@ -245,14 +240,14 @@ TEST_F(EverydayCliTest, AnEmptyAnswerReadsAsNoResultsNeverAsTheTopZero) {
 }
 
 TEST_F(EverydayCliTest, MeasureExplainsOnceAndQuietPrintsOnlyTheCounts) {
-  ok({"app", "add", kLab, "--country", "us"});
-  ok({"keywords", "add", kLab, "--country", "us", "photo editor, collage maker"});
-  auto r = ok({"measure"});
+  h.ok({"app", "add", kLab, "--country", "us"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "photo editor, collage maker"});
+  auto r = h.ok({"measure"});
   EXPECT_EQ(occurrences(r.out, "One request answers every app on the same keyword and country"), 1u) << r.out;
   EXPECT_EQ(occurrences(r.out, "asked once"), 0u) << r.out;
   EXPECT_THAT(r.out, HasSubstr("2 measured · 0 failed · 0 skipped · 2 requests · 2 keywords\n"));
 
-  r = ok({"measure", "--quiet"});
+  r = h.ok({"measure", "--quiet"});
   EXPECT_EQ(r.out, "2 measured · 0 failed · 0 skipped · 2 requests · 2 keywords\n");
   EXPECT_EQ(r.err, "");
 }
@@ -284,7 +279,7 @@ std::vector<std::vector<std::string>> commandPaths(const std::string& manual) {
 }
 
 TEST_F(EverydayCliTest, EveryCommandsHelpShowsExamplesAndTheManualListsThemAll) {
-  const auto manual = ok({"manual"}).out;
+  const auto manual = h.ok({"manual"}).out;
   ASSERT_TRUE(manual.starts_with(".TH TOVRA 1")) << manual.substr(0, 200);
   EXPECT_THAT(manual, HasSubstr(".SH EXIT STATUS"));
   const auto paths = commandPaths(manual);
@@ -293,7 +288,7 @@ TEST_F(EverydayCliTest, EveryCommandsHelpShowsExamplesAndTheManualListsThemAll) 
   for (const auto& path : paths) {
     auto args = path;
     args.push_back("--help");
-    const auto r = ok(args);
+    const auto r = h.ok(args);
     EXPECT_THAT(r.out, HasSubstr("Examples:\n  tovra " + path.front())) << args.front() << " " << args[1];
     top.insert(path.front());
   }
@@ -301,15 +296,15 @@ TEST_F(EverydayCliTest, EveryCommandsHelpShowsExamplesAndTheManualListsThemAll) 
     EXPECT_TRUE(top.contains(command)) << command;
   }
   EXPECT_THAT(manual, Not(HasSubstr("\n.SS \"\\fBtovra manual"))) << "the build's own command stays hidden";
-  EXPECT_THAT(ok({"search", "--help"}).out, HasSubstr("10"));
+  EXPECT_THAT(h.ok({"search", "--help"}).out, HasSubstr("10"));
 }
 
 TEST_F(EverydayCliTest, TrackedAppsForCompletionWithoutCreatingAStore) {
-  auto r = ok({"completion", "--tracked-apps"});
+  auto r = h.ok({"completion", "--tracked-apps"});
   EXPECT_EQ(r.out, "");
   EXPECT_FALSE(std::filesystem::exists(h.dataDir() / "default.store"));
-  ok({"app", "add", kLab, "--country", "us"});
-  r = ok({"completion", "--tracked-apps"});
+  h.ok({"app", "add", kLab, "--country", "us"});
+  r = h.ok({"completion", "--tracked-apps"});
   EXPECT_EQ(r.out, std::string(kLab) + "\tPhoto Lab\n");
 }
 
@@ -329,9 +324,9 @@ struct BashCase {
 class BashCompletionTest : public EverydayCliTest, public ::testing::WithParamInterface<BashCase> {};
 
 TEST_P(BashCompletionTest, OffersWhatFitsWhereTheCursorIs) {
-  ok({"app", "add", kLab, "--country", "us"});
+  h.ok({"app", "add", kLab, "--country", "us"});
   const auto script = h.directory() / "tovra.bash";
-  { std::ofstream(script) << ok({"completion", "bash"}).out; }
+  { std::ofstream(script) << h.ok({"completion", "bash"}).out; }
   const auto binDir = std::filesystem::path(Harness::tovraPath()).parent_path().string();
   const std::string program =
       "source '" + script.string() +
@@ -375,7 +370,7 @@ TEST_F(EverydayCliTest, EveryShellsScriptParses) {
   for (const auto& shell : std::vector<Shell>{{"bash", "/bin/bash", {"-n"}},
                                               {"zsh", "/usr/bin/zsh", {"-n"}},
                                               {"fish", "/usr/bin/fish", {"--no-execute"}}}) {
-    const auto script = ok({"completion", shell.name}).out;
+    const auto script = h.ok({"completion", shell.name}).out;
     EXPECT_THAT(script, HasSubstr("keywords"));
     for (const auto* country : {"us", "gb", "de", "jp", "br"}) {
       EXPECT_THAT(script, HasSubstr(country)) << shell.name;

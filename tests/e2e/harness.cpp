@@ -1,5 +1,6 @@
 #include "tests/e2e/harness.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <cstdlib>
@@ -226,6 +227,17 @@ std::vector<LoggedRequest> Harness::requests(std::string_view endpoint) const {
     }
   }
   return matching;
+}
+
+RunResult Harness::ok(const std::vector<std::string>& args, const RunOptions& options) const {
+  auto r = run(args, options);
+  EXPECT_EQ(r.exitCode, 0) << describe(r);
+  return r;
+}
+
+nlohmann::json Harness::okJson(std::vector<std::string> args) const {
+  args.insert(args.begin(), "--json");
+  return nlohmann::json::parse(ok(args).out);
 }
 
 std::string describe(const RunResult& r) {

@@ -89,6 +89,10 @@ class Harness final {
   std::unique_ptr<Process> start(const std::vector<std::string>& args, const RunOptions& options = {}) const;
   RunResult runProgram(const std::string& program, const std::vector<std::string>& args,
                        const RunOptions& options = {}) const;
+  // Runs `tovra` and fails the test, showing what it printed, unless it exits 0.
+  RunResult ok(const std::vector<std::string>& args, const RunOptions& options = {}) const;
+  // The same with --json, parsed.
+  nlohmann::json okJson(std::vector<std::string> args) const;
 
   // Every request the fake store has logged so far, in order; or those of one endpoint.
   std::vector<LoggedRequest> requests() const;

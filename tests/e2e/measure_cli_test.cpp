@@ -46,18 +46,13 @@ class MeasureCliTest : public ::testing::Test {
  protected:
   explicit MeasureCliTest(json faults = json::array()) : h(scenario(std::move(faults))) {}
 
-  RunResult ok(const std::vector<std::string>& args) const {
-    auto r = h.run(args);
-    EXPECT_EQ(r.exitCode, 0) << describe(r);
-    return r;
-  }
   // Two apps: Photo Lab with three keywords in US and one in GB, Snap Studio sharing "photo editor" in US.
   void track() const {
-    ok({"app", "add", kLab, "--country", "us"});
-    ok({"app", "add", kSnap, "--country", "us"});
-    ok({"keywords", "add", kLab, "--country", "us", "photo editor", "collage maker", "selfie"});
-    ok({"keywords", "add", kLab, "--country", "gb", "photo editor"});
-    ok({"keywords", "add", kSnap, "--country", "us", "photo editor"});
+    h.ok({"app", "add", kLab, "--country", "us"});
+    h.ok({"app", "add", kSnap, "--country", "us"});
+    h.ok({"keywords", "add", kLab, "--country", "us", "photo editor", "collage maker", "selfie"});
+    h.ok({"keywords", "add", kLab, "--country", "gb", "photo editor"});
+    h.ok({"keywords", "add", kSnap, "--country", "us", "photo editor"});
   }
   std::vector<tovra::e2e::LoggedRequest> searches() const { return h.requests("search"); }
 
@@ -67,7 +62,7 @@ class MeasureCliTest : public ::testing::Test {
 TEST_F(MeasureCliTest, OneRequestAnswersEveryAppOnTheSameKeywordAndCountry) {
   track();
   const auto before = searches().size();
-  const auto r = ok({"--json", "measure"});
+  const auto r = h.ok({"--json", "measure"});
   const auto report = json::parse(r.out);
   EXPECT_EQ(report["ending"], "finished");
   EXPECT_EQ(report["queryCount"], 5);
@@ -94,7 +89,7 @@ TEST_F(MeasureCliTest, OneRequestAnswersEveryAppOnTheSameKeywordAndCountry) {
 
 TEST_F(MeasureCliTest, TheHumanReportEndsWithTheNotification) {
   track();
-  const auto r = ok({"--wide", "measure"});
+  const auto r = h.ok({"--wide", "measure"});
   EXPECT_THAT(r.out, HasSubstr("5 tracked keywords · 4 requests to Apple\n"));
   EXPECT_THAT(r.out, HasSubstr(" s · a 403 back-off can make it longer · ranks land when the run ends\n"));
   EXPECT_THAT(r.out, HasSubstr("Photo Lab · selfie · US  Not among the 1 result the store returned for this phrase"));
@@ -104,12 +99,12 @@ TEST_F(MeasureCliTest, TheHumanReportEndsWithTheNotification) {
 
 TEST_F(MeasureCliTest, TodayListsRowsGroupsAndReviewMarks) {
   track();
-  ok({"keywords", "add", kLab, "--country", "us", "retouch"});
-  ok({"measure"});
-  ok({"keywords", "add", kLab, "--country", "us", "vintage"});  // after the run: not measured yet
-  ok({"keywords", "pause", kSnap, "photo editor", "--country", "us"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "retouch"});
+  h.ok({"measure"});
+  h.ok({"keywords", "add", kLab, "--country", "us", "vintage"});  // after the run: not measured yet
+  h.ok({"keywords", "pause", kSnap, "photo editor", "--country", "us"});
 
-  auto queue = json::parse(ok({"--json", "today"}).out);
+  auto queue = h.okJson({"today"});
   std::vector<std::string> pending;
   for (const auto& row : queue["pending"]) {
     pending.push_back(row["keyword"].get<std::string>() + "/" + row["country"].get<std::string>());
@@ -124,19 +119,19 @@ TEST_F(MeasureCliTest, TodayListsRowsGroupsAndReviewMarks) {
   EXPECT_EQ(queue["paused"][0]["appStoreId"], kSnap);
   EXPECT_EQ(queue["summary"], "5 keywords");
 
-  queue = json::parse(ok({"--json", "today", "--review", kLab, "Photo  Editor", "--country", "US"}).out);
+  queue = h.okJson({"today", "--review", kLab, "Photo  Editor", "--country", "US"});
   ASSERT_EQ(queue["reviewed"].size(), 1u);
   EXPECT_EQ(queue["reviewed"][0]["country"], "us");
   EXPECT_EQ(queue["pending"].size(), 4u);
   EXPECT_NE(queue["undoableMark"], nullptr);
 
-  const auto human = ok({"--wide", "today"}).out;
+  const auto human = h.ok({"--wide", "today"}).out;
   EXPECT_THAT(human, HasSubstr("\nReviewed (1)\n"));
   EXPECT_THAT(human, HasSubstr("\nNot measured yet (1)\n"));
   EXPECT_THAT(human, HasSubstr("\nPaused (1)\n"));
   EXPECT_THAT(human, HasSubstr("not in the top 1"));
 
-  queue = json::parse(ok({"--json", "today", "--unreview", kLab, "photo editor", "--country", "us"}).out);
+  queue = h.okJson({"today", "--unreview", kLab, "photo editor", "--country", "us"});
   EXPECT_TRUE(queue["reviewed"].empty());
   const auto unknown = h.run({"today", "--review", kLab, "vintage", "--country", "us"});
   EXPECT_EQ(unknown.exitCode, 1) << describe(unknown);
@@ -145,16 +140,16 @@ TEST_F(MeasureCliTest, TodayListsRowsGroupsAndReviewMarks) {
 
 TEST_F(MeasureCliTest, HistoryShowsTheDaySeriesAndItsRuns) {
   track();
-  ok({"measure"});
-  ok({"measure"});  // the same day: one reading, updated in place
-  const auto history = json::parse(ok({"--json", "history", kLab, "photo editor", "--country", "us"}).out);
+  h.ok({"measure"});
+  h.ok({"measure"});  // the same day: one reading, updated in place
+  const auto history = h.okJson({"history", kLab, "photo editor", "--country", "us"});
   EXPECT_EQ(history["readingCount"], 1);
   ASSERT_EQ(history["points"].size(), 1u);
   EXPECT_EQ(history["points"][0]["rank"], 3);
   EXPECT_EQ(history["dayRuns"].size(), 1u);
   EXPECT_EQ(history["change"], nullptr);
   EXPECT_EQ(history["todayChange"], (json{{"kind", "accumulating"}, {"days", 1}}));
-  const auto text = ok({"history", kLab, "photo editor", "--country", "us"}).out;
+  const auto text = h.ok({"history", kLab, "photo editor", "--country", "us"}).out;
   EXPECT_THAT(text, HasSubstr("Photo Lab · photo editor · US · 1 reading · accumulating · 1 of 7 readings\n"));
   EXPECT_THAT(text, HasSubstr("Day runs: "));
 }
@@ -176,7 +171,7 @@ TEST_F(MeasureCliTest, ACtrlCStopsAfterTheRequestInFlightAndKeepsWhatWasMeasured
   EXPECT_GE(report["skipped"].get<int>(), 1);
   EXPECT_LT(searches().size() - before, 4u);
 
-  const auto queue = json::parse(ok({"--json", "today"}).out);
+  const auto queue = h.okJson({"today"});
   ASSERT_FALSE(queue["notMeasured"].empty());
   EXPECT_EQ(queue["notMeasured"][0]["reason"], "you stopped the run before this query");
   EXPECT_EQ(queue["notMeasured"][0]["status"], "skipped");
@@ -211,7 +206,7 @@ TEST_F(HaltedRunTest, AHaltExitsThreeAndHoldsEveryTovraProcess) {
   EXPECT_EQ(searches().size() - before, 3u);  // none of them asked
   EXPECT_TRUE(h.requests("hints").empty());
 
-  const auto queue = json::parse(ok({"--json", "today"}).out);
+  const auto queue = h.okJson({"today"});
   EXPECT_EQ(queue["halted"], true);
   EXPECT_EQ(queue["notMeasured"].size(), 5u);
 }
@@ -231,7 +226,7 @@ TEST_F(MeasureCliTest, ARunInAnotherProcessFailsWithoutAHold) {
   EXPECT_EQ(r.exitCode, 1) << describe(r);
   EXPECT_EQ(r.err, "A measurement is already running in another Tovra process.\n");
   EXPECT_EQ(h.requests().size(), before);
-  EXPECT_EQ(ok({"measure"}).exitCode, 0);  // nothing holds once the other run is over
+  EXPECT_EQ(h.ok({"measure"}).exitCode, 0);  // nothing holds once the other run is over
 }
 
 TEST_F(MeasureCliTest, TwoProcessesAskingAtOnceKeepOnePace) {

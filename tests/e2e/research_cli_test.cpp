@@ -56,21 +56,11 @@ json scenario() {
 
 class ResearchCliTest : public ::testing::Test {
  protected:
-  RunResult ok(const std::vector<std::string>& args) const {
-    auto r = h.run(args);
-    EXPECT_EQ(r.exitCode, 0) << describe(r);
-    return r;
-  }
-  json jsonOf(std::vector<std::string> args) const {
-    args.insert(args.begin(), "--json");
-    return json::parse(ok(args).out);
-  }
-
   Harness h{scenario()};
 };
 
 TEST_F(ResearchCliTest, SignalsFindTheFirstListingPrefixInAtMostFiveProbes) {
-  const auto answer = jsonOf({"signals", kKeyword, "--country", "us"});
+  const auto answer = h.okJson({"signals", kKeyword, "--country", "us"});
   const auto& reach = answer["signals"]["reach"];
   EXPECT_EQ(reach["letters"], kListedFrom);
   EXPECT_EQ(reach["position"], 2);
@@ -95,9 +85,9 @@ TEST_F(ResearchCliTest, SignalsFindTheFirstListingPrefixInAtMostFiveProbes) {
 }
 
 TEST_F(ResearchCliTest, SignalsInWordsWithTheHelpAndAReuseOfTodaysProbes) {
-  ok({"signals", kKeyword, "--country", "us"});
+  h.ok({"signals", kKeyword, "--country", "us"});
   const auto asked = h.requests("hints").size();
-  const auto r = ok({"signals", kKeyword, "--country", "US", "--explain"});
+  const auto r = h.ok({"signals", kKeyword, "--country", "US", "--explain"});
   EXPECT_EQ(h.requests("hints").size(), asked) << "today's probes answer again from the store";
   EXPECT_THAT(r.out, HasSubstr("Medium · median 1.2k ratings · 9 of 10 counts known"));
   EXPECT_THAT(r.out, HasSubstr("Moderate · listed at 8 of 12 letters · position 2"));
@@ -107,13 +97,13 @@ TEST_F(ResearchCliTest, SignalsInWordsWithTheHelpAndAReuseOfTodaysProbes) {
 }
 
 TEST_F(ResearchCliTest, AKeywordWithTooFewResultsHasNoDifficulty) {
-  const auto r = ok({"signals", "nothing", "--country", "us"});
+  const auto r = h.ok({"signals", "nothing", "--country", "us"});
   EXPECT_THAT(r.out, HasSubstr("Difficulty  —"));
   EXPECT_THAT(r.out, HasSubstr("None · not listed even for the full keyword"));
 }
 
 TEST_F(ResearchCliTest, DiscoverShowsTheStoresOrderAndKeepsItAsASavedSearch) {
-  const auto first = ok({"discover", kKeyword, "--country", "us", "--limit", "4"});
+  const auto first = h.ok({"discover", kKeyword, "--country", "us", "--limit", "4"});
   EXPECT_THAT(first.out, HasSubstr("“photo editor” in US · 12 results · store's position · no score added"));
   const auto one = first.out.find("App 1 ");
   const auto four = first.out.find("App 4 ");
@@ -123,17 +113,17 @@ TEST_F(ResearchCliTest, DiscoverShowsTheStoresOrderAndKeepsItAsASavedSearch) {
   EXPECT_THAT(first.out, HasSubstr("48210"));
   EXPECT_THAT(first.out, ::testing::Not(HasSubstr("no change since the last check")));
 
-  const auto again = jsonOf({"discover", kKeyword, "--country", "us", "--limit", "4"});
+  const auto again = h.okJson({"discover", kKeyword, "--country", "us", "--limit", "4"});
   EXPECT_EQ(again["unchanged"], true);
   EXPECT_EQ(again["apps"].size(), 4u);
   EXPECT_EQ(again["apps"][3]["position"], 4);
   EXPECT_EQ(again["resultCount"], 12);
-  const auto repeat = ok({"discover", kKeyword, "--country", "us", "--limit", "4"});
+  const auto repeat = h.ok({"discover", kKeyword, "--country", "us", "--limit", "4"});
   EXPECT_THAT(repeat.out, HasSubstr("no change since the last check"));
 
   // One saved search of four rows: the repeats within the hour refreshed it in place.
   std::map<std::string, int> counts;
-  const auto inventory = jsonOf({"store"});
+  const auto inventory = h.okJson({"store"});
   for (const auto& row : inventory["rows"]) {
     counts[row["kind"].get<std::string>()] = row["count"].get<int>();
   }
@@ -142,9 +132,9 @@ TEST_F(ResearchCliTest, DiscoverShowsTheStoresOrderAndKeepsItAsASavedSearch) {
 }
 
 TEST_F(ResearchCliTest, DiscoverTracksTheTermCarriedFromTheSearch) {
-  const auto r = ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
+  const auto r = h.ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
   EXPECT_THAT(r.out, HasSubstr("App 3 is now tracked"));
-  const auto apps = jsonOf({"app", "list"});
+  const auto apps = h.okJson({"app", "list"});
   ASSERT_EQ(apps.size(), 1u);
   EXPECT_EQ(apps[0]["appStoreId"], "1000000102");
   EXPECT_EQ(apps[0]["artworkUrl512"], "https://icons.invalid/1000000102/512x512bb.jpg");
@@ -152,7 +142,7 @@ TEST_F(ResearchCliTest, DiscoverTracksTheTermCarriedFromTheSearch) {
   EXPECT_EQ(apps[0]["queries"][0]["keyword"], kKeyword);
   EXPECT_EQ(apps[0]["queries"][0]["provenance"], "carriedFromSearch");
 
-  const auto again = ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
+  const auto again = h.ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
   EXPECT_THAT(again.out, HasSubstr("was already added to App 3"));
 
   const auto unknown = h.run({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "4242424"});
@@ -161,22 +151,22 @@ TEST_F(ResearchCliTest, DiscoverTracksTheTermCarriedFromTheSearch) {
 }
 
 TEST_F(ResearchCliTest, HintsAreKeptAndServedFromTheStoreTheSameDay) {
-  const auto first = jsonOf({"hints", "photo ed", "--country", "us"});
+  const auto first = h.okJson({"hints", "photo ed", "--country", "us"});
   EXPECT_EQ(first["servedFromStore"], false);
-  const auto second = jsonOf({"hints", "photo ed", "--country", "us"});
+  const auto second = h.okJson({"hints", "photo ed", "--country", "us"});
   EXPECT_EQ(second["servedFromStore"], true);
   EXPECT_EQ(second["observedAt"], first["observedAt"]);
   EXPECT_EQ(second["terms"], first["terms"]);
   EXPECT_EQ(h.requests("hints").size(), 1u);
-  const auto human = ok({"hints", "photo ed", "--country", "us"});
+  const auto human = h.ok({"hints", "photo ed", "--country", "us"});
   EXPECT_THAT(human.out, HasSubstr("served from today's stored probe · the store was not asked again"));
 }
 
 // Tracking the term for an app that is already yours keeps it yours: the draft starts from its own mark.
 TEST_F(ResearchCliTest, TrackingFromDiscoverKeepsTheAppsMineMark) {
-  ok({"app", "add", "1000000102", "--country", "us", "--mine"});
-  ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
-  const auto apps = jsonOf({"app", "list"});
+  h.ok({"app", "add", "1000000102", "--country", "us", "--mine"});
+  h.ok({"discover", kKeyword, "--country", "us", "--limit", "3", "--track", "1000000102"});
+  const auto apps = h.okJson({"app", "list"});
   ASSERT_EQ(apps.size(), 1u);
   EXPECT_EQ(apps[0]["isMine"], true);
   EXPECT_EQ(apps[0]["queries"].size(), 1u);
@@ -185,38 +175,38 @@ TEST_F(ResearchCliTest, TrackingFromDiscoverKeepsTheAppsMineMark) {
 // The prefix is the store's question exactly as typed: a stored probe answers only that same prefix, so
 // a trailing blank, a capital or doubled blanks are asked of the store and shown as typed.
 TEST_F(ResearchCliTest, AStoredProbeAnswersOnlyThePrefixAsTyped) {
-  ok({"hints", "pho", "--country", "us"});
+  h.ok({"hints", "pho", "--country", "us"});
   ASSERT_EQ(h.requests("hints").size(), 1u);
   std::size_t asked = 1;
   for (const std::string prefix : {"pho ", "Pho", "p  ho"}) {
-    const auto first = jsonOf({"hints", prefix, "--country", "us"});
+    const auto first = h.okJson({"hints", prefix, "--country", "us"});
     EXPECT_EQ(first["prefix"], prefix);
     EXPECT_EQ(first["servedFromStore"], false) << "“" << prefix << "”";
     const auto requests = h.requests("hints");
     ASSERT_EQ(requests.size(), ++asked) << "“" << prefix << "”";
     EXPECT_EQ(requests.back().param("term"), prefix) << "sent exactly as typed";
 
-    const auto again = jsonOf({"hints", prefix, "--country", "us"});
+    const auto again = h.okJson({"hints", prefix, "--country", "us"});
     EXPECT_EQ(again["prefix"], prefix);
     EXPECT_EQ(again["servedFromStore"], true) << "“" << prefix << "”";
     EXPECT_EQ(h.requests("hints").size(), asked);
   }
-  const auto human = ok({"hints", "pho ", "--country", "us"});
+  const auto human = h.ok({"hints", "pho ", "--country", "us"});
   EXPECT_THAT(human.out, HasSubstr("Store hints for “pho ” in US"));
 }
 
 TEST_F(ResearchCliTest, AHintKeptInASpaceOrForAnAppIsCarriedFromAStoreHint) {
-  ok({"space", "create", "Ideas"});
-  const auto r = ok({"hints", "photo ed", "--country", "us", "--keep", "space:Ideas", "--pick", "2"});
+  h.ok({"space", "create", "Ideas"});
+  const auto r = h.ok({"hints", "photo ed", "--country", "us", "--keep", "space:Ideas", "--pick", "2"});
   EXPECT_THAT(r.out, HasSubstr("“photo editor” in US is now kept in Ideas"));
-  const auto spaces = jsonOf({"space", "list"});
+  const auto spaces = h.okJson({"space", "list"});
   ASSERT_EQ(spaces.at(0)["queries"].size(), 1u);
   EXPECT_EQ(spaces[0]["queries"][0]["keyword"], kKeyword);
   EXPECT_EQ(spaces[0]["queries"][0]["provenance"], "carriedFromStoreHint");
 
-  ok({"app", "add", "1000000100", "--country", "us"});
-  ok({"hints", "phot", "--country", "us", "--keep", "1000000100"});
-  const auto apps = jsonOf({"app", "list"});
+  h.ok({"app", "add", "1000000100", "--country", "us"});
+  h.ok({"hints", "phot", "--country", "us", "--keep", "1000000100"});
+  const auto apps = h.okJson({"app", "list"});
   ASSERT_EQ(apps.at(0)["queries"].size(), 1u);
   EXPECT_EQ(apps[0]["queries"][0]["keyword"], "phot pro");
   EXPECT_EQ(apps[0]["queries"][0]["provenance"], "carriedFromStoreHint");
@@ -227,17 +217,17 @@ TEST_F(ResearchCliTest, AHintKeptInASpaceOrForAnAppIsCarriedFromAStoreHint) {
 }
 
 TEST_F(ResearchCliTest, CheckOnceReadsOneRankAndTracksOnRequest) {
-  ok({"app", "add", "1000000103", "--country", "us"});
+  h.ok({"app", "add", "1000000103", "--country", "us"});
   const auto before = h.requests("search").size();
-  const auto r = ok({"check", "1000000103", kKeyword, "--country", "us", "--track"});
+  const auto r = h.ok({"check", "1000000103", kKeyword, "--country", "us", "--track"});
   EXPECT_EQ(h.requests("search").size(), before + 1) << "one request";
   EXPECT_THAT(r.out, HasSubstr("Rank 4 of the 12 results the store returned"));
   EXPECT_THAT(r.out, HasSubstr("This keyword is now tracked."));
-  const auto apps = jsonOf({"app", "list"});
+  const auto apps = h.okJson({"app", "list"});
   ASSERT_EQ(apps.at(0)["queries"].size(), 1u);
   EXPECT_EQ(apps[0]["queries"][0]["provenance"], "typedByUser");
 
-  const auto absent = jsonOf({"check", "1000000103", "nothing", "--country", "us"});
+  const auto absent = h.okJson({"check", "1000000103", "nothing", "--country", "us"});
   EXPECT_EQ(absent["phase"], "notInTopN");
   EXPECT_EQ(absent["rank"], nullptr);
   EXPECT_EQ(absent["text"], "No results — the App Store returned nothing for this term");
@@ -271,7 +261,7 @@ TEST(ResearchCliFailedCheck, AFailedCheckStillTracksOnRequest) {
 
 TEST_F(ResearchCliTest, DuringAHoldNothingIsAskedAndTheExitIsThree) {
   asokit::SharedPacingFile(h.stateDir()).hold(std::chrono::system_clock::now() + std::chrono::seconds{900});
-  ok({"app", "list"});
+  h.ok({"app", "list"});
   const auto hints = h.run({"hints", "photo", "--country", "us"});
   EXPECT_EQ(hints.exitCode, 3) << describe(hints);
   EXPECT_THAT(hints.err, HasSubstr("Apple paused requests · retry in 1"));
@@ -285,7 +275,7 @@ TEST_F(ResearchCliTest, DuringAHoldNothingIsAskedAndTheExitIsThree) {
 }
 
 TEST_F(ResearchCliTest, WhileAMeasurementRunsHintsAndChecksWait) {
-  ok({"app", "add", "1000000103", "--country", "us"});
+  h.ok({"app", "add", "1000000103", "--country", "us"});
   const auto asked = h.requests().size();
   std::filesystem::create_directories(h.stateDir());
   const auto lockFile = (h.stateDir() / "measurement.lock").string();
@@ -305,7 +295,7 @@ TEST_F(ResearchCliTest, WhileAMeasurementRunsHintsAndChecksWait) {
   EXPECT_EQ(h.requests().size(), asked);
 
   ::close(fd);
-  ok({"hints", "photo", "--country", "us"});
+  h.ok({"hints", "photo", "--country", "us"});
 }
 
 struct BadKeywordCase {

@@ -35,21 +35,11 @@ class WatchlistCliTest : public ::testing::Test {
   Harness h{scenario()};
 
   RunResult tovra(const std::vector<std::string>& args) const { return h.run(args); }
-  RunResult ok(const std::vector<std::string>& args) const {
-    auto r = h.run(args);
-    EXPECT_EQ(r.exitCode, 0) << describe(r);
-    return r;
-  }
-  json jsonOf(std::vector<std::string> args) const {
-    args.insert(args.begin(), "--json");
-    const auto r = ok(args);
-    return json::parse(r.out);
-  }
   // Everything the watchlist commands can change, as the user can read it.
-  json state() const { return {{"apps", jsonOf({"app", "list"})}, {"spaces", jsonOf({"space", "list"})}}; }
+  json state() const { return {{"apps", h.okJson({"app", "list"})}, {"spaces", h.okJson({"space", "list"})}}; }
   std::vector<std::string> trackedIds() const {
     std::vector<std::string> ids;
-    for (const auto& app : jsonOf({"app", "list"})) {
+    for (const auto& app : h.okJson({"app", "list"})) {
       ids.push_back(app["appStoreId"]);
     }
     return ids;
@@ -70,7 +60,7 @@ class AppAddTest : public WatchlistCliTest, public ::testing::WithParamInterface
 
 TEST_P(AppAddTest, TracksTheAppAndItsNameInTheCountry) {
   const auto& c = GetParam();
-  const auto r = ok({"--json", "app", "add", c.input, "--country", "US"});
+  const auto r = h.ok({"--json", "app", "add", c.input, "--country", "US"});
   const auto answer = json::parse(r.out);
   EXPECT_EQ(answer["app"]["appStoreId"], c.tracked);
   EXPECT_EQ(answer["createdApp"], true);
@@ -95,14 +85,14 @@ INSTANTIATE_TEST_SUITE_P(Inputs, AppAddTest,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(WatchlistCliTest, AHumanAddSaysWhatWasTrackedAndWhyItWasPicked) {
-  auto r = ok({"app", "add", "Photo Lab", "--country", "us", "--mine"});
+  auto r = h.ok({"app", "add", "Photo Lab", "--country", "us", "--mine"});
   EXPECT_EQ(r.out,
             "Tracking Photo Lab (1000000001) · Lab Works · US\nMarked as your app.\n"
             "Picked because the name matches — check the developer.\n");
   // Tracking it again without --mine keeps the claim.
-  r = ok({"app", "add", "1000000001", "--country", "us"});
+  r = h.ok({"app", "add", "1000000001", "--country", "us"});
   EXPECT_THAT(r.out, HasSubstr("Already tracked: Photo Lab (1000000001)"));
-  EXPECT_EQ(jsonOf({"app", "list"})[0]["isMine"], true);
+  EXPECT_EQ(h.okJson({"app", "list"})[0]["isMine"], true);
 }
 
 TEST_F(WatchlistCliTest, SeveralResultsAreListedInStoreOrderUntilOneIsPicked) {
@@ -116,7 +106,7 @@ TEST_F(WatchlistCliTest, SeveralResultsAreListedInStoreOrderUntilOneIsPicked) {
   EXPECT_THAT(r.err, HasSubstr("--pick"));
   EXPECT_TRUE(trackedIds().empty());
 
-  r = ok({"app", "add", "photo", "--country", "us", "--pick", "2"});
+  r = h.ok({"app", "add", "photo", "--country", "us", "--pick", "2"});
   EXPECT_EQ(trackedIds(), std::vector<std::string>{"1000000001"});
   r = tovra({"app", "add", "photo", "--country", "us", "--pick", "4"});
   EXPECT_EQ(r.exitCode, 2) << describe(r);
@@ -131,19 +121,20 @@ TEST_F(WatchlistCliTest, ANameTheStoreDoesNotKnowOffersTheCountryRetry) {
 }
 
 TEST_F(WatchlistCliTest, KeywordsFromAPastedListWithTheNotice) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  auto r = ok({"keywords", "add", "1000000001", "--country", "us", "photo editor, collage\nPhoto  Editor", "filters"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  auto r =
+      h.ok({"keywords", "add", "1000000001", "--country", "us", "photo editor, collage\nPhoto  Editor", "filters"});
   EXPECT_EQ(r.out,
             "Added 3 keywords to Photo Lab in US:\n  photo editor\n  collage\n  filters\n"
             "1 repeated in what you pasted\n");
-  r = ok({"--json", "keywords", "add", "1000000001", "--country", "US", "COLLAGE;stickers;stickers"});
+  r = h.ok({"--json", "keywords", "add", "1000000001", "--country", "US", "COLLAGE;stickers;stickers"});
   const auto answer = json::parse(r.out);
   EXPECT_EQ(answer["notice"], "1 already added · 1 repeated in what you pasted");
   ASSERT_EQ(answer["added"].size(), 1u);
   EXPECT_EQ(answer["added"][0]["keyword"], "stickers");
   EXPECT_EQ(answer["added"][0]["provenance"], "typedByUser");
   EXPECT_EQ(answer["added"][0]["space"], nullptr);
-  EXPECT_EQ(jsonOf({"keywords", "list", "1000000001"}).size(), 4u);
+  EXPECT_EQ(h.okJson({"keywords", "list", "1000000001"}).size(), 4u);
 }
 
 const std::string kLong(101, 'a');
@@ -173,12 +164,12 @@ class PartialPasteTest : public WatchlistCliTest, public ::testing::WithParamInt
 // A paste follows keyword entry: what is accepted is added, what was dropped is told in the notice, and
 // only a paste of which nothing could be added fails.
 TEST_P(PartialPasteTest, AddsWhatIsAcceptedAndReportsWhatWasDropped) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"space", "create", "Trips"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"space", "create", "Trips"});
   const auto& c = GetParam();
   auto args = c.command;
   args.push_back(c.text);
-  const auto r = ok(args);
+  const auto r = h.ok(args);
   EXPECT_TRUE(r.out.starts_with(c.heading + "\n  keyword 0\n")) << r.out;
   EXPECT_TRUE(r.out.ends_with("\n" + c.notice + "\n")) << r.out;
   EXPECT_EQ(r.err, "");
@@ -203,54 +194,54 @@ INSTANTIATE_TEST_SUITE_P(Pastes, PartialPasteTest,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(WatchlistCliTest, APartialPasteInJsonCountsWhatWasDropped) {
-  ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
   const auto answer =
-      jsonOf({"keywords", "add", "1000000001", "--country", "us", keywordList(11, kLong + ",keyword 3")});
+      h.okJson({"keywords", "add", "1000000001", "--country", "us", keywordList(11, kLong + ",keyword 3")});
   EXPECT_EQ(answer["added"].size(), 11u);
   EXPECT_EQ(answer["tooLong"], 1);
   EXPECT_EQ(answer["repeated"], 1);
   EXPECT_EQ(answer["notice"], "1 repeated in what you pasted · 1 longer than 100 characters");
-  EXPECT_EQ(jsonOf({"keywords", "list", "1000000001"}).size(), 11u);
+  EXPECT_EQ(h.okJson({"keywords", "list", "1000000001"}).size(), 11u);
 }
 
 TEST_F(WatchlistCliTest, PauseResumeAndKeywordsList) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"keywords", "add", "1000000001", "--country", "us", "collage"});
-  EXPECT_EQ(ok({"keywords", "pause", "1000000001", " Collage ", "--country", "us"}).out,
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"keywords", "add", "1000000001", "--country", "us", "collage"});
+  EXPECT_EQ(h.ok({"keywords", "pause", "1000000001", " Collage ", "--country", "us"}).out,
             "Paused “collage” in US for Photo Lab.\n");
-  EXPECT_EQ(jsonOf({"keywords", "list"})[0]["isPaused"], true);
-  EXPECT_EQ(ok({"keywords", "resume", "1000000001", "collage", "--country", "us"}).out,
+  EXPECT_EQ(h.okJson({"keywords", "list"})[0]["isPaused"], true);
+  EXPECT_EQ(h.ok({"keywords", "resume", "1000000001", "collage", "--country", "us"}).out,
             "Measuring “collage” in US for Photo Lab.\n");
-  EXPECT_EQ(jsonOf({"keywords", "list"})[0]["isPaused"], false);
+  EXPECT_EQ(h.okJson({"keywords", "list"})[0]["isPaused"], false);
 }
 
 TEST_F(WatchlistCliTest, ASpaceParksKeywordsAndGraduatesKeepingTheAppsDuplicate) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"keywords", "add", "1000000001", "--country", "us", "maps"});
-  ok({"space", "create", "  Trips  ", "--note", "for May"});
-  ok({"space", "rename", "Trips", " Travel "});
-  auto r = ok({"space", "park", "Travel", "--country", "us", "Maps, hiking"});
-  r = ok({"space", "park", "Travel", "--country", "us", "hiking\ntrails"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"keywords", "add", "1000000001", "--country", "us", "maps"});
+  h.ok({"space", "create", "  Trips  ", "--note", "for May"});
+  h.ok({"space", "rename", "Trips", " Travel "});
+  auto r = h.ok({"space", "park", "Travel", "--country", "us", "Maps, hiking"});
+  r = h.ok({"space", "park", "Travel", "--country", "us", "hiking\ntrails"});
   EXPECT_THAT(r.out, HasSubstr("1 already added"));
-  r = ok({"space", "graduate", "Travel", "1000000001", "--country", "us"});
+  r = h.ok({"space", "graduate", "Travel", "1000000001", "--country", "us"});
   EXPECT_EQ(r.out,
             "Graduated the research space “Travel” to Photo Lab (1000000001) · 2 moved · 1 kept in the space\n"
             "  kept: “Maps” in US — Photo Lab already has it\n");
-  const auto spaces = jsonOf({"space", "list"});
+  const auto spaces = h.okJson({"space", "list"});
   ASSERT_EQ(spaces.size(), 1u);
   EXPECT_EQ(spaces[0]["name"], "Travel");
   EXPECT_EQ(spaces[0]["note"], "for May");
   EXPECT_EQ(spaces[0]["promotedToAppStoreId"], "1000000001");
   ASSERT_EQ(spaces[0]["queries"].size(), 1u);
   EXPECT_EQ(spaces[0]["queries"][0]["keyword"], "Maps");
-  EXPECT_EQ(jsonOf({"keywords", "list", "1000000001"}).size(), 3u);
-  EXPECT_THAT(ok({"space", "list"}).out,
+  EXPECT_EQ(h.okJson({"keywords", "list", "1000000001"}).size(), 3u);
+  EXPECT_THAT(h.ok({"space", "list"}).out,
               HasSubstr("no app is tracked · a research space never enters a measurement run"));
 }
 
 TEST_F(WatchlistCliTest, DeletionsAreListedAndCarriedOutOnlyWithYes) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"keywords", "add", "1000000001", "--country", "us", "collage, maps"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"keywords", "add", "1000000001", "--country", "us", "collage, maps"});
   const auto before = state();
   const std::string plan =
       "Delete Photo Lab and its history\n"
@@ -258,34 +249,34 @@ TEST_F(WatchlistCliTest, DeletionsAreListedAndCarriedOutOnlyWithYes) {
       "Search results and store hints belong to a keyword in a country, not to your app — they stay, and signals "
       "keeps reading them. Delete everything clears them.\n"
       "This cannot be undone — there is no server copy.\n";
-  auto r = ok({"app", "delete", "1000000001"});
+  auto r = h.ok({"app", "delete", "1000000001"});
   EXPECT_EQ(r.out, plan + "Nothing was deleted. Run the command again with --yes to delete.\n");
   EXPECT_EQ(state(), before);
 
-  r = ok({"keywords", "delete", "1000000001", "maps", "--country", "us"});
+  r = h.ok({"keywords", "delete", "1000000001", "maps", "--country", "us"});
   EXPECT_THAT(r.out, HasSubstr("Delete “maps” in US and its history\n1 keyword\n"));
   EXPECT_EQ(state(), before);
-  ok({"keywords", "delete", "1000000001", "maps", "--country", "us", "--yes"});
-  EXPECT_EQ(jsonOf({"keywords", "list"}).size(), 1u);
+  h.ok({"keywords", "delete", "1000000001", "maps", "--country", "us", "--yes"});
+  EXPECT_EQ(h.okJson({"keywords", "list"}).size(), 1u);
 
-  r = ok({"app", "delete", "1000000001", "--yes"});
+  r = h.ok({"app", "delete", "1000000001", "--yes"});
   EXPECT_THAT(r.out, HasSubstr("1 app · 1 country name · 1 keyword\n"));
   EXPECT_THAT(r.out, HasSubstr("Deleted.\n"));
   EXPECT_TRUE(trackedIds().empty());
 }
 
 TEST_F(WatchlistCliTest, DeleteEverythingInJson) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"space", "create", "Trips"});
-  auto answer = jsonOf({"delete-everything"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"space", "create", "Trips"});
+  auto answer = h.okJson({"delete-everything"});
   EXPECT_EQ(answer["deleted"], false);
   EXPECT_EQ(answer["summary"], "1 app · 1 research space · 1 country name");
   EXPECT_EQ(answer["subject"]["kind"], "everything");
   EXPECT_EQ(answer["title"], "Delete everything");
-  answer = jsonOf({"delete-everything", "--yes"});
+  answer = h.okJson({"delete-everything", "--yes"});
   EXPECT_EQ(answer["deleted"], true);
   EXPECT_EQ(state(), (json{{"apps", json::array()}, {"spaces", json::array()}}));
-  EXPECT_EQ(jsonOf({"delete-everything"})["summary"], "nothing to delete");
+  EXPECT_EQ(h.okJson({"delete-everything"})["summary"], "nothing to delete");
 }
 
 struct BadCase {
@@ -302,13 +293,13 @@ class BadInputTest : public WatchlistCliTest, public ::testing::WithParamInterfa
 
 // A tracked app with one keyword and a space that graduated onto it, where every refusal is tried.
 TEST_P(BadInputTest, GetsTheSystemsOwnWordsAndChangesNothing) {
-  ok({"app", "add", "1000000001", "--country", "us"});
-  ok({"keywords", "add", "1000000001", "--country", "us", "collage"});
-  ok({"space", "create", "Trips"});
-  ok({"space", "park", "Trips", "--country", "us", "hiking"});
-  ok({"space", "create", "Moved"});
-  ok({"space", "park", "Moved", "--country", "us", "maps"});
-  ok({"space", "graduate", "Moved", "1000000001", "--country", "us"});
+  h.ok({"app", "add", "1000000001", "--country", "us"});
+  h.ok({"keywords", "add", "1000000001", "--country", "us", "collage"});
+  h.ok({"space", "create", "Trips"});
+  h.ok({"space", "park", "Trips", "--country", "us", "hiking"});
+  h.ok({"space", "create", "Moved"});
+  h.ok({"space", "park", "Moved", "--country", "us", "maps"});
+  h.ok({"space", "graduate", "Moved", "1000000001", "--country", "us"});
   const auto before = state();
   const auto& c = GetParam();
   const auto r = tovra(c.args);
