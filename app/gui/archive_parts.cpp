@@ -19,6 +19,8 @@ QStandardItem* cell(const QString& text) {
   auto* item = new QStandardItem(text);
   item->setEditable(false);
   item->setAccessibleText(text);
+  // A narrow column elides its text; hovering shows it whole.
+  item->setToolTip(text);
   return item;
 }
 

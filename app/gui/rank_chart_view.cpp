@@ -19,6 +19,8 @@ qreal xOf(asokit::WallTime time) {
 }
 
 constexpr std::size_t kDotsUpTo = 120;
+// What the days axis, the titles and the margins take of the view's height, until the chart is laid out.
+constexpr int kAxesAndMargins = 80;
 
 bool darkPalette(const QPalette& palette) {
   return palette.color(QPalette::Window).lightness() < 128;
@@ -72,6 +74,38 @@ void RankChartView::drawForeground(QPainter* painter, const QRectF& rect) {
   painter->restore();
 }
 
+void RankChartView::fitRankLabels(qreal plotHeight) {
+  if (!rankAxis_) {
+    return;
+  }
+  // "1", the ranks between, the deepest rank and the outside row, each a line and a half apart.
+  const qreal lineHeight = fontMetrics().height() * 1.5;
+  const int room = static_cast<int>(plotHeight / lineHeight) - 2;
+  const int between = std::clamp(room, 1, 5);
+  if (between == rankLabelCount_) {
+    return;
+  }
+  rankLabelCount_ = between;
+  for (const auto& label : rankAxis_->categoriesLabels()) {
+    rankAxis_->remove(label);
+  }
+  rankAxis_->append(QStringLiteral("1"), 1);
+  // The outside row sits just below the deepest rank: on a short chart a label there would overlap it.
+  const qreal perRank = plotHeight / (rankAxis_->max() - rankAxis_->min());
+  const qreal clearance = fontMetrics().height();
+  const auto step = std::max<std::int64_t>(rankBottom_ / between, 1);
+  for (std::int64_t value = rankBottom_ - step * (between - 1); value <= rankBottom_; value += step) {
+    const auto at = static_cast<qreal>(value);
+    if (value > 1 && (at - 1) * perRank >= clearance && (outsideRow_ - at) * perRank >= clearance) {
+      rankAxis_->append(QString::number(value), at);
+    }
+  }
+  rankAxis_->append(qs(measure::chartText::kOutsideRow), outsideRow_);
+  // The axis's title stands upright beside the ranks; a chart too short for it is named by its heading and
+  // its accessible name.
+  rankAxis_->setTitleVisible(plotHeight >= fontMetrics().horizontalAdvance(rankAxis_->titleText()));
+}
+
 void RankChartView::replaceChart(QChart* chart) {
   // The view hands back the chart it showed rather than deleting it.
   auto* old = this->chart();
@@ -110,6 +144,7 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
     stretches_.clear();
     releaseDays_.clear();
     anchor_ = nullptr;
+    rankAxis_ = nullptr;
     chart->setTitle(emptyText);
     chart->legend()->hide();
     replaceChart(chart);
@@ -132,12 +167,12 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
   ranks->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
   ranks->setTitleText(qs(measure::chartText::kRankAxis));
   ranks->setRange(0.5, outsideRow + static_cast<qreal>(bottom) * 0.06);
-  ranks->append(QStringLiteral("1"), 1);
-  const auto step = std::max<std::int64_t>(bottom / 5, 1);
-  for (std::int64_t value = step; value <= bottom; value += step) {
-    ranks->append(QString::number(value), static_cast<qreal>(value));
-  }
-  ranks->append(qs(measure::chartText::kOutsideRow), outsideRow);
+  rankAxis_ = ranks;
+  rankBottom_ = bottom;
+  outsideRow_ = outsideRow;
+  rankLabelCount_ = 0;
+  fitRankLabels(std::max(0, height() - kAxesAndMargins));
+  connect(chart, &QChart::plotAreaChanged, this, [this](const QRectF& plot) { fitRankLabels(plot.height()); });
   chart->addAxis(days, Qt::AlignBottom);
   chart->addAxis(ranks, Qt::AlignLeft);
 

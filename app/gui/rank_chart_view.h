@@ -5,10 +5,13 @@
 #include <QList>
 #include <QPointF>
 #include <QString>
+#include <cstdint>
 #include <vector>
 
 #include "app/measure/rank_chart.h"
 #include "app/store/local_time.h"
+
+class QCategoryAxis;
 
 namespace tovra::gui {
 
@@ -36,18 +39,26 @@ class RankChartView final : public QChartView {
   const std::vector<std::pair<QColor, QList<QPointF>>>& stretches() const { return stretches_; }
   int outsideCount() const { return outsideCount_; }
   int releaseCount() const { return releaseCount_; }
+  // The ranks labelled along the side (besides the outside row), fewer when the chart is short.
+  int rankLabelCount() const { return rankLabelCount_; }
 
  protected:
   void drawForeground(QPainter* painter, const QRectF& rect) override;
 
  private:
   void replaceChart(QChart* chart);
+  // Labels as many ranks as the plot's height has room for, so that none is elided to dots.
+  void fitRankLabels(qreal plotHeight);
 
   std::vector<std::pair<QColor, QList<QPointF>>> stretches_;
   std::vector<qreal> releaseDays_;
   qreal releaseTop_ = 0;
   qreal releaseBottom_ = 0;
   QAbstractSeries* anchor_ = nullptr;
+  QCategoryAxis* rankAxis_ = nullptr;
+  std::int64_t rankBottom_ = 0;
+  qreal outsideRow_ = 0;
+  int rankLabelCount_ = 0;
 
   int lineCount_ = 0;
   int outsideCount_ = 0;

@@ -11,6 +11,7 @@
 #include <QStandardItemModel>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/gui/app_services.h"
 #include "app/gui/archive_parts.h"
@@ -30,6 +31,8 @@ using parts::nameRow;
 using parts::sectionLabel;
 using parts::tableView;
 namespace text = research::rivalsText;
+
+constexpr int kNameColumnWidth = 140;
 
 QString markOf(const research::BoardRow& row) {
   if (row.mine) {
@@ -259,8 +262,14 @@ void RivalsView::showSearch(int index) {
     nameRow(cells);
     boardModel_->appendRow(cells);
   }
-  board_->resizeColumnToContents(0);
-  board_->resizeColumnToContents(1);
+  // Position, move and rating are short and read whole; the names take what is left, elided past a
+  // width (hovering shows them whole).
+  for (const int column : {0, 1, 2, 3, 4}) {
+    board_->resizeColumnToContents(column);
+  }
+  for (const int column : {2, 3}) {
+    board_->setColumnWidth(column, std::min(board_->columnWidth(column), kNameColumnWidth));
+  }
   if (!search.hasPrevious) {
     overtakeModel_->appendRow(cell(qs(text::kFirstSearch)));
   } else if (search.overtakes.empty()) {

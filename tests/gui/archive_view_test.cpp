@@ -1,5 +1,7 @@
 #include "app/gui/archive_view.h"
 
+#include <QAbstractAxis>
+#include <QChart>
 #include <QListView>
 #include <QRegularExpression>
 #include <QStandardItemModel>
@@ -142,6 +144,27 @@ class ArchiveViewTest final : public QObject {
     QCOMPARE(row.at(2), QStringLiteral("2 ranked · 0 outside · 0 failed"));
     QCOMPARE(archive.summary()->text(), QStringLiteral("1 run"));
     QCOMPARE(archive.chart()->lineCount(), 1);
+  }
+
+  void aShortChartLabelsFewerRanksAndDropsItsSideTitle() {
+    measure::RankChart chart;
+    const asokit::WallTime day{std::chrono::hours(24 * 20'000)};
+    chart.lines = {{{day, 3}, {day + std::chrono::hours(24), 40}}};
+    chart.firstDay = day;
+    chart.lastDay = day + std::chrono::hours(24);
+    chart.deepestRank = 40;
+    gui::RankChartView view;
+    view.resize(600, 420);
+    view.draw({{QStringLiteral("Lumen"), chart}}, store::LocalTimeFormat("UTC"), QString());
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    QTRY_COMPARE(view.rankLabelCount(), 5);
+    QVERIFY(view.chart()->axes(Qt::Vertical).front()->isTitleVisible());
+    view.resize(600, 150);
+    QTRY_VERIFY(view.rankLabelCount() < 5);
+    QVERIFY(!view.chart()->axes(Qt::Vertical).front()->isTitleVisible());
+    const int lineHeight = view.fontMetrics().height();
+    QVERIFY(view.chart()->plotArea().height() / (view.rankLabelCount() + 2) >= lineHeight);
   }
 
   void ctrlFiveOpensRivals() {
