@@ -21,6 +21,7 @@
 #include "app/gui/app_services.h"
 #include "app/gui/gui_text.h"
 #include "app/research/country_name.h"
+#include "app/research/error_lead.h"
 #include "app/shell/watchlist_board.h"
 
 namespace tovra::gui {
@@ -240,7 +241,7 @@ void AddAppSheet::render() {
   if (std::holds_alternative<Model::Resolving>(phase)) {
     status = qs(text::kResolving);
   } else if (const auto* failed = std::get_if<Model::Failed>(&phase)) {
-    status = QString::fromStdString(failed->message);
+    status = qs(research::withErrorLead(failed->message));
   } else if (std::holds_alternative<Model::Absent>(phase)) {
     const auto noMatch = model_->noMatchText();
     status = noMatch ? QString::fromStdString(*noMatch)

@@ -13,6 +13,7 @@
 #include "app/gui/gui_text.h"
 #include "app/measure/measurement_runner.h"
 #include "app/research/discover_texts.h"
+#include "app/research/error_lead.h"
 #include "app/research/keep_term.h"
 #include "app/research/keyword_check_model.h"
 #include "app/research/research_texts.h"
@@ -149,7 +150,7 @@ void DiscoverCheckSheet::sync() {
   } else if (reason && !checking) {
     status = qs(*reason);
   } else if (const auto text = research::KeywordCheckModel::text(phase)) {
-    status = qs(*text);
+    status = qs(research::withErrorLead(*text));
   }
   setLine(*status_, status);
   check_->setEnabled(hasApp && !reason && !checking);

@@ -13,6 +13,7 @@
 #include "app/gui/discover_results.h"
 #include "app/gui/gui_text.h"
 #include "app/research/discover_texts.h"
+#include "app/research/error_lead.h"
 #include "app/research/hint_probe_model.h"
 #include "app/research/keep_term.h"
 #include "app/research/research_texts.h"
@@ -177,7 +178,7 @@ void DiscoverHintsPanel::sync() {
     const auto reason = services_.core().requestGate().hintsWaitReason();
     showLine(*status_, reason ? qs(*reason) : QString());
   } else {
-    showLine(*status_, model_.failure() ? qs(*model_.failure()) : QString());
+    showLine(*status_, model_.failure() ? qs(research::withErrorLead(*model_.failure())) : QString());
   }
   const auto& outcome = model_.outcome();
   const auto selected = selectedHint();

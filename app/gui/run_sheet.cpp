@@ -12,6 +12,7 @@
 #include "app/gui/gui_text.h"
 #include "app/measure/measure_texts.h"
 #include "app/measure/run_notification.h"
+#include "app/research/error_lead.h"
 
 namespace tovra::gui {
 
@@ -34,6 +35,14 @@ QString reportText(const measure::RunReport& report) {
   }
   for (const auto& line : report.outside) {
     lines << QString::fromStdString(line.label + std::string(texts::kJoin) + texts::notFound(line.depth));
+  }
+  std::vector<std::string> messages;
+  for (const auto& failure : report.failures) {
+    messages.push_back(failure.message);
+  }
+  // One plain line per kind of failure above the failures themselves, as the command line prints them.
+  for (const auto lead : research::errorLeads(messages)) {
+    lines << qs(lead);
   }
   for (const auto& failure : report.failures) {
     lines << QString::fromStdString(failure.app + std::string(texts::kJoin) + targetText(failure.target) +

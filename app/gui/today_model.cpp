@@ -4,6 +4,7 @@
 
 #include "app/gui/app_icons.h"
 #include "app/gui/gui_text.h"
+#include "app/research/error_lead.h"
 
 namespace tovra::gui {
 
@@ -89,6 +90,11 @@ void TodayModel::setQueue(const measure::TodayQueue& queue) {
                    kEmDash,          qs(row.reason),  kEmDash,
                    kEmDash,          kEmDash,         kEmDash};
       line.spoken = spokenRow(line.text);
+      // The reason is the client's terse error text; a screen reader hears the plain line first, and
+      // hovering the reason shows both.
+      if (const auto lead = research::errorLead(row.reason)) {
+        line.spoken = qs(*lead) + QStringLiteral(" · ") + line.spoken;
+      }
       group.lines.push_back(std::move(line));
     }
     groups.push_back(std::move(group));
@@ -231,7 +237,7 @@ QVariant TodayModel::data(const QModelIndex& index, int role) const {
     case Qt::AccessibleTextRole:
       return column == 0 ? line.spoken : qs(words::kColumns[column]) + QStringLiteral(": ") + line.text[column];
     case Qt::ToolTipRole:
-      return line.text[column];
+      return qs(research::withErrorLead(line.text[column].toStdString()));
     case Qt::DecorationRole:
       return column == appColumn ? QVariant(icons_.pixmap(line.iconUrl, iconSize_)) : QVariant();
     case changeKindRole:

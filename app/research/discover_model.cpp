@@ -2,6 +2,7 @@
 
 #include "AsoKit/aso_error.h"
 #include "app/base/keyword_key.h"
+#include "app/research/error_lead.h"
 #include "app/research/request_gate.h"
 #include "app/store/ladder_writer.h"
 #include "app/store/store.h"
@@ -117,6 +118,9 @@ std::vector<std::string> DiscoverModel::statusLines() const {
   std::vector<std::string> lines;
   if (failure_) {
     lines.emplace_back(discoverText::kSearchFailed);
+    if (const auto lead = errorLead(*failure_)) {
+      lines.emplace_back(*lead);
+    }
     lines.push_back(*failure_);
     return lines;
   }

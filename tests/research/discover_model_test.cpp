@@ -136,9 +136,10 @@ TEST_F(DiscoverModelTest, AFailedSearchIsNeverShownAsZeroResults) {
   EXPECT_EQ(model->resultCount(), std::nullopt);
   EXPECT_EQ(model->selectedId(), std::nullopt);
   const auto lines = model->statusLines();
-  ASSERT_EQ(lines.size(), 2u);
+  ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0], "The search failed — not a zero result");
-  EXPECT_EQ(lines[1], asokit::AsoError::http(500, "https://x/search").description());
+  EXPECT_EQ(lines[1], "The App Store had a problem answering; try again later.");
+  EXPECT_EQ(lines[2], asokit::AsoError::http(500, "https://x/search").description());
   EXPECT_EQ(forbidden, 0);
 }
 
