@@ -190,70 +190,6 @@ complete -F _tovra tovra
 )SCRIPT";
 // clang-format on
 
-std::string bashScript(const CommandEntry& root) {
-  const auto commands = flatten(root);
-  const auto byKind = valueOptions(commands);
-  std::set<std::string> allValueOptions;
-  for (const auto& [kind, names] : byKind) {
-    allValueOptions.insert(names.begin(), names.end());
-  }
-  std::string prevCases;
-  for (const auto& [kind, names] : byKind) {
-    std::string action;
-    switch (kind) {
-      case ValueKind::country:
-        action = fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$cur\"))", countryCodes());
-        break;
-      case ValueKind::app:
-        action = "COMPREPLY=($(compgen -W \"$(_tovra_apps)\" -- \"$cur\"))";
-        break;
-      case ValueKind::directory:
-        action = "COMPREPLY=($(compgen -d -- \"$cur\"))";
-        break;
-      case ValueKind::file:
-        action = "COMPREPLY=($(compgen -f -- \"$cur\"))";
-        break;
-      case ValueKind::shell:
-        action = fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$cur\"))", kShells);
-        break;
-      case ValueKind::none:
-      case ValueKind::other:
-        action = "COMPREPLY=()";
-        break;
-    }
-    prevCases += fmt::format("    {}) {}; return ;;\n", joinedNames(names, "|"), action);
-  }
-  std::string pathCases;
-  std::set<std::string> commandPaths;
-  for (const auto* command : commands) {
-    const auto path = command->joinedPath();
-    if (!path.empty()) {
-      commandPaths.insert("\" " + path + "\"");
-    }
-    // Only the first argument's kind is offered: later ones are keywords and other free text, except for
-    // a command whose arguments all name the same kind of thing.
-    std::string kindCase;
-    for (std::size_t index = 0; index < 3; ++index) {
-      const auto kind = positionalKind(*command, index);
-      const auto name = kindName(kind);
-      kindCase += fmt::format("{}{}) kind={} ;;", index == 0 ? "" : " ", index, name);
-    }
-    pathCases +=
-        fmt::format("    {}) opts={}; subs={}; case $args in {} esac ;;\n", shellQuoted(path.empty() ? "" : " " + path),
-                    shellQuoted(optionWords(*command, root)), shellQuoted(subcommandWords(*command)), kindCase);
-  }
-  std::string script(kBash);
-  const auto replace = [&](std::string_view key, const std::string& value) {
-    script.replace(script.find(key), key.size(), value);
-  };
-  replace("{VALUE_OPTIONS}", allValueOptions.empty() ? "--" : joinedNames(allValueOptions, "|"));
-  replace("{PREV_CASES}", prevCases.empty() ? "" : prevCases.substr(0, prevCases.size() - 1));
-  replace("{PATH_CASES}", pathCases.substr(0, pathCases.size() - 1));
-  replace("{SHELLS}", std::string(kShells));
-  replace("{COMMANDS}", joinedNames(commandPaths, "|"));
-  return script;
-}
-
 // clang-format off
 constexpr std::string_view kZsh = R"SCRIPT(#compdef tovra
 # zsh completion for tovra, written by `tovra completion zsh`.
@@ -359,36 +295,18 @@ std::string countryWords() {
   return describedWords(countries);
 }
 
-std::string zshScript(const CommandEntry& root) {
+// The bash and zsh scripts differ only in what they offer: after an option that takes a value, and as a
+// command's options and subcommands. Both take the same cases.
+using ValueAction = std::string (*)(ValueKind kind);
+using CommandWords = std::string (*)(const CommandEntry& command, const CommandEntry& root);
+
+std::string caseScript(const CommandEntry& root, std::string_view text, ValueAction actionAfter, CommandWords wordsOf) {
   const auto commands = flatten(root);
-  const auto byKind = valueOptions(commands);
   std::set<std::string> allValueOptions;
   std::string prevCases;
-  for (const auto& [kind, names] : byKind) {
+  for (const auto& [kind, names] : valueOptions(commands)) {
     allValueOptions.insert(names.begin(), names.end());
-    std::string action;
-    switch (kind) {
-      case ValueKind::country:
-        action = "_describe country countries";
-        break;
-      case ValueKind::app:
-        action = "_tovra_apps";
-        break;
-      case ValueKind::directory:
-        action = "_directories";
-        break;
-      case ValueKind::file:
-        action = "_files";
-        break;
-      case ValueKind::shell:
-        action = fmt::format("compadd {}", kShells);
-        break;
-      case ValueKind::none:
-      case ValueKind::other:
-        action = "_message value";
-        break;
-    }
-    prevCases += fmt::format("    {}) {}; return ;;\n", joinedNames(names, "|"), action);
+    prevCases += fmt::format("    {}) {}; return ;;\n", joinedNames(names, "|"), actionAfter(kind));
   }
   std::string pathCases;
   std::set<std::string> commandPaths;
@@ -397,18 +315,21 @@ std::string zshScript(const CommandEntry& root) {
     if (!path.empty()) {
       commandPaths.insert("\" " + path + "\"");
     }
+    // Only the first argument's kind is offered: later ones are keywords and other free text, except for
+    // a command whose arguments all name the same kind of thing.
     std::string kindCase;
     for (std::size_t index = 0; index < 3; ++index) {
       kindCase +=
           fmt::format("{}{}) kind={} ;;", index == 0 ? "" : " ", index, kindName(positionalKind(*command, index)));
     }
-    pathCases += fmt::format(
-        "    {}) opts=({}); subs=({}); case $args in {} esac ;;\n", shellQuoted(path.empty() ? "" : " " + path),
-        describedWords(describedOptions(*command, root)), describedWords(describedSubcommands(*command)), kindCase);
+    pathCases += fmt::format("    {}) {}; case $args in {} esac ;;\n", shellQuoted(path.empty() ? "" : " " + path),
+                             wordsOf(*command, root), kindCase);
   }
-  std::string script(kZsh);
+  std::string script(text);
   const auto replace = [&](std::string_view key, const std::string& value) {
-    script.replace(script.find(key), key.size(), value);
+    if (const auto at = script.find(key); at != std::string::npos) {
+      script.replace(at, key.size(), value);
+    }
   };
   replace("{VALUE_OPTIONS}", allValueOptions.empty() ? "--" : joinedNames(allValueOptions, "|"));
   replace("{COUNTRIES}", countryWords());
@@ -417,6 +338,62 @@ std::string zshScript(const CommandEntry& root) {
   replace("{SHELLS}", std::string(kShells));
   replace("{COMMANDS}", joinedNames(commandPaths, "|"));
   return script;
+}
+
+std::string bashAction(ValueKind kind) {
+  switch (kind) {
+    case ValueKind::country:
+      return fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$cur\"))", countryCodes());
+    case ValueKind::app:
+      return "COMPREPLY=($(compgen -W \"$(_tovra_apps)\" -- \"$cur\"))";
+    case ValueKind::directory:
+      return "COMPREPLY=($(compgen -d -- \"$cur\"))";
+    case ValueKind::file:
+      return "COMPREPLY=($(compgen -f -- \"$cur\"))";
+    case ValueKind::shell:
+      return fmt::format("COMPREPLY=($(compgen -W \"{}\" -- \"$cur\"))", kShells);
+    case ValueKind::none:
+    case ValueKind::other:
+      break;
+  }
+  return "COMPREPLY=()";
+}
+
+std::string bashWords(const CommandEntry& command, const CommandEntry& root) {
+  return fmt::format("opts={}; subs={}", shellQuoted(optionWords(command, root)),
+                     shellQuoted(subcommandWords(command)));
+}
+
+std::string bashScript(const CommandEntry& root) {
+  return caseScript(root, kBash, bashAction, bashWords);
+}
+
+std::string zshAction(ValueKind kind) {
+  switch (kind) {
+    case ValueKind::country:
+      return "_describe country countries";
+    case ValueKind::app:
+      return "_tovra_apps";
+    case ValueKind::directory:
+      return "_directories";
+    case ValueKind::file:
+      return "_files";
+    case ValueKind::shell:
+      return fmt::format("compadd {}", kShells);
+    case ValueKind::none:
+    case ValueKind::other:
+      break;
+  }
+  return "_message value";
+}
+
+std::string zshWords(const CommandEntry& command, const CommandEntry& root) {
+  return fmt::format("opts=({}); subs=({})", describedWords(describedOptions(command, root)),
+                     describedWords(describedSubcommands(command)));
+}
+
+std::string zshScript(const CommandEntry& root) {
+  return caseScript(root, kZsh, zshAction, zshWords);
 }
 
 // clang-format off
