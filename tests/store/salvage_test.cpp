@@ -173,6 +173,52 @@ TEST_F(SalvageTest, AFileThatIsNoDatabaseSalvagesNothingAndSaysSo) {
   EXPECT_EQ(salvageSummary(report), "Nothing could be salvaged: the old file can no longer be read as a database.");
 }
 
+// Keys are not dense: a row far past the others that cannot be read must be stepped over in one go, not
+// by searching every key up to it.
+TEST(SalvageSparseKeysTest, AnUnreadableRowFarPastTheOthersIsLeftOutAndTheRowsAfterItAreRead) {
+  testing::TempDir temp;
+  const fs::path sparse = temp.path() / "sparse.store";
+  constexpr std::int64_t kFar = 1'000'000'000'000'000;
+  {
+    auto store = Store::open(sparse);
+    store->apps().insert(testing::makeApp("1", "First"));
+    store->apps().insert(testing::makeApp("2", "Second"));
+    // Long enough to spill over several overflow pages, whose chain is then cut.
+    store->apps().insert(testing::makeApp("3", std::string(20'000, 'Q')));
+    store->apps().insert(testing::makeApp("4", "Fourth"));
+    store->database().exec("UPDATE TrackedApp SET pk = " + std::to_string(kFar + 1) + " WHERE pk = 4");
+    store->database().exec("UPDATE TrackedApp SET pk = " + std::to_string(kFar) + " WHERE pk = 3");
+  }
+  std::vector<std::int64_t> overflow;
+  {
+    SQLite::Database database(sparse.string());
+    SQLite::Statement pages(database, "SELECT pageno FROM dbstat WHERE name = 'TrackedApp' AND pagetype = 'overflow'");
+    while (pages.executeStep()) {
+      overflow.push_back(pages.getColumn(0).getInt64());
+    }
+  }
+  ASSERT_GT(overflow.size(), 1u);
+  {
+    // Every page of the chain now says it is the last, so the chain ends before the value does.
+    std::fstream out(sparse, std::ios::in | std::ios::out | std::ios::binary);
+    for (const auto page : overflow) {
+      out.seekp((page - 1) * 4096);
+      out.write("\0\0\0\0", 4);
+    }
+  }
+
+  auto into = Store::inMemory();
+  const auto report = salvageStore(sparse, *into, temp.path() / "work");
+  EXPECT_TRUE(report.opened);
+  EXPECT_FALSE(report.whole);
+  EXPECT_EQ(report.apps, 3);
+  std::vector<std::string> names;
+  for (const auto& app : into->apps().all()) {
+    names.push_back(app.displayName.substr(0, 20));
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{"First", "Second", "Fourth"}));
+}
+
 TEST(SalvageSummaryTest, CountsAreSpelledForOneAndManyAndAPartialSalvageSaysSo) {
   SalvageReport one{true, true, 1, 1, 1, 3, 0, ""};
   EXPECT_EQ(salvageSummary(one),
