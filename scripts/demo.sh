@@ -46,7 +46,7 @@ storegen="$build/tools/storegen/tovra-storegen"
 if [ -z "$cli_only" ] && { [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; } && [ -x "$gui" ] && [ -x "$storegen" ]; then
   echo "Tovra demo: the desktop application against the fake App Store on 127.0.0.1:$port,"
   echo "with a year of generated history in a temporary data folder (removed when the window closes)."
-  "$storegen" "$work/data" --apps 6 --keywords 15 --days 365 >/dev/null
+  "$storegen" "$work/data" --last-day "$(date -d yesterday +%F)" --apps 6 --keywords 15 --days 365 >/dev/null
   # The demo's icons come from the fake store: kept in the throw-away folder, never in your own cache.
   export XDG_CONFIG_HOME="$work/config" XDG_CACHE_HOME="$work/cache"
   "$gui"

@@ -26,7 +26,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-"$storegen" "$work/data" --apps 4 --keywords 10 --days 120 >/dev/null
+"$storegen" "$work/data" --last-day "$(date -d yesterday +%F)" --apps 4 --keywords 10 --days 120 >/dev/null
 "$fakestore" --scenario tools/fakestore/demo-scenario.json --port-file "$work/port" >"$work/fakestore.out" 2>&1 &
 store_pid=$!
 for _ in $(seq 1 100); do

@@ -28,6 +28,12 @@ constexpr std::array<std::string_view, 12> kSecond{"editor",  "planner", "tracke
 constexpr std::array<std::string_view, 6> kNative{"fotoğraf düzenleme", "straßenkarte",   "写真 編集",
                                                   "éditeur photo",      "gastos diários", "ıslak imza"};
 constexpr std::array<std::string_view, 8> kCountries{"us", "gb", "de", "fr", "tr", "jp", "br", "ca"};
+// Apps are named like apps, not like keywords, so that a view never reads an app as a search term.
+constexpr std::array<std::string_view, 16> kBrands{
+    "Lumen", "Tallyo",  "Streakly", "Driftwood", "Saffra",     "Wanderly", "Keysmith",  "Stretchy",
+    "Nimbo", "Coinjar", "Pulsebox", "Crammer",   "Stillwater", "Gambito",  "Pixelnest", "Deepfocus"};
+constexpr std::array<std::string_view, 7> kStudios{"Harbor Labs", "Quiet Pixel", "Maple & Oak", "Bright Loop",
+                                                   "Tin Roof",    "Paper Kite",  "North Bay"};
 
 // Deterministic whatever the standard library: distributions are implementation-defined, plain
 // arithmetic on the engine's output is not.
@@ -82,10 +88,8 @@ class Generator final {
     for (std::int64_t a = 0; a < options_.apps; ++a) {
       store::TrackedApp app;
       app.appStoreId = std::to_string(1'000'000'000 + a * 7919 + random_.below(7000));
-      app.displayName = std::string(kFirst[static_cast<std::size_t>(a) % kFirst.size()]) + " " +
-                        std::string(kSecond[static_cast<std::size_t>(a / 3) % kSecond.size()]) + " " +
-                        std::to_string(a);
-      app.developer = "Studio " + std::to_string(a % 7);
+      app.displayName = appName(a);
+      app.developer = std::string(kStudios[static_cast<std::size_t>(a) % kStudios.size()]);
       if (random_.chance(0.8)) {
         app.bundleId = "com.studio" + std::to_string(a % 7) + ".app" + std::to_string(a);
       }
@@ -105,16 +109,8 @@ class Generator final {
             store::AppRelease{app.appStoreId, "1." + std::to_string(version++), released, released + hours{2}});
         ++counts_.releases;
       }
-      for (std::int64_t l = 0, n = random_.between(1, 3); l < n; ++l) {
-        store_.localizations().insert(store::AppLocalization{{},
-                                                             std::string(kCountries[static_cast<std::size_t>(l)]),
-                                                             app.displayName,
-                                                             app.developer,
-                                                             app.addedAt,
-                                                             app.rowId});
-        ++counts_.localizations;
-      }
       std::set<std::string> seen;
+      std::set<std::string> countries;
       for (std::int64_t k = 0; k < options_.keywordsPerApp; ++k) {
         store::TrackedQuery query;
         query.country = std::string(kCountries[static_cast<std::size_t>(random_.below(kCountries.size()))]);
@@ -127,12 +123,30 @@ class Generator final {
         query.addedAt = app.addedAt + minutes{k};
         query.isPaused = random_.chance(0.03);
         query.app = app.rowId;
+        countries.insert(query.country);
         Keyword keyword{store_.queries().insert(query), app.appStoreId, random_.between(1, 150), 0};
         keyword.resultCount = resultCount(keyword.query.keyword, keyword.query.country);
         keywords_.push_back(keyword);
         ++counts_.queries;
       }
+      // The app's name as the store's lookup gave it in each country it is watched in.
+      for (const auto& country : countries) {
+        store_.localizations().insert(
+            store::AppLocalization{{}, country, app.displayName, app.developer, app.addedAt, app.rowId});
+        ++counts_.localizations;
+      }
     }
+  }
+
+  static std::string appName(std::int64_t index) {
+    const auto at = static_cast<std::size_t>(index);
+    // 5 and the 12 kinds share no factor, so the kinds come round in a shuffled order; every pair of brand
+    // and kind comes once in 48 apps, then again with a number.
+    std::string kind(kSecond[at * 5 % kSecond.size()]);
+    kind[0] = static_cast<char>(kind[0] - 'a' + 'A');
+    const std::string name = std::string(kBrands[at % kBrands.size()]) + " " + kind;
+    const auto round = at / 48;
+    return round == 0 ? name : name + " " + std::to_string(round + 1);
   }
 
   // Every app watching a keyword in a country reads the same result count.
