@@ -32,8 +32,20 @@ constexpr std::array<std::string_view, 8> kCountries{"us", "gb", "de", "fr", "tr
 constexpr std::array<std::string_view, 16> kBrands{
     "Lumen", "Tallyo",  "Streakly", "Driftwood", "Saffra",     "Wanderly", "Keysmith",  "Stretchy",
     "Nimbo", "Coinjar", "Pulsebox", "Crammer",   "Stillwater", "Gambito",  "Pixelnest", "Deepfocus"};
+// Rivals: an adjective and the kind of app, by one of a few makers.
+constexpr std::array<std::string_view, 10> kRivalWords{"Snap",  "Bright", "Pocket", "Daily", "Smart",
+                                                       "Quick", "Simple", "Happy",  "Zen",   "Pro"};
+constexpr std::array<std::string_view, 8> kRivalMakers{"Appfield",      "Cobalt Soft", "Dune Digital", "Everleaf",
+                                                       "Foxglove Apps", "Grain Labs",  "Hilltop",      "Ironwood"};
 constexpr std::array<std::string_view, 7> kStudios{"Harbor Labs", "Quiet Pixel", "Maple & Oak", "Bright Loop",
                                                    "Tin Roof",    "Paper Kite",  "North Bay"};
+
+// The lists hold lower-case ASCII words.
+std::string capitalized(std::string_view word) {
+  std::string out(word);
+  out[0] = static_cast<char>(out[0] - 'a' + 'A');
+  return out;
+}
 
 // Deterministic whatever the standard library: distributions are implementation-defined, plain
 // arithmetic on the engine's output is not.
@@ -53,6 +65,8 @@ class Random final {
 struct Keyword {
   store::TrackedQuery query;
   std::string appStoreId;
+  std::string appName;
+  std::string developer;
   std::int64_t rank = 0;
   std::int64_t resultCount = 0;
 };
@@ -124,7 +138,8 @@ class Generator final {
         query.isPaused = random_.chance(0.03);
         query.app = app.rowId;
         countries.insert(query.country);
-        Keyword keyword{store_.queries().insert(query), app.appStoreId, random_.between(1, 150), 0};
+        Keyword keyword{
+            store_.queries().insert(query), app.appStoreId, app.displayName, app.developer, random_.between(1, 150), 0};
         keyword.resultCount = resultCount(keyword.query.keyword, keyword.query.country);
         keywords_.push_back(keyword);
         ++counts_.queries;
@@ -142,9 +157,8 @@ class Generator final {
     const auto at = static_cast<std::size_t>(index);
     // 5 and the 12 kinds share no factor, so the kinds come round in a shuffled order; every pair of brand
     // and kind comes once in 48 apps, then again with a number.
-    std::string kind(kSecond[at * 5 % kSecond.size()]);
-    kind[0] = static_cast<char>(kind[0] - 'a' + 'A');
-    const std::string name = std::string(kBrands[at % kBrands.size()]) + " " + kind;
+    const std::string name =
+        std::string(kBrands[at % kBrands.size()]) + " " + capitalized(kSecond[at * 5 % kSecond.size()]);
     const auto round = at / 48;
     return round == 0 ? name : name + " " + std::to_string(round + 1);
   }
@@ -264,9 +278,17 @@ class Generator final {
       std::vector<store::LadderEntry> pool;
       for (std::int64_t p = 1; p <= size; ++p) {
         store::LadderEntry entry;
-        entry.appStoreId = p == 3 ? keyword.appStoreId : std::to_string(300'000'000 + random_.below(900'000'000));
-        entry.name = "Rival " + std::to_string(p);
-        entry.developer = "Maker " + std::to_string(random_.below(50));
+        if (p == 3) {
+          entry.appStoreId = keyword.appStoreId;
+          entry.name = keyword.appName;
+          entry.developer = keyword.developer;
+        } else {
+          entry.appStoreId = std::to_string(300'000'000 + random_.below(900'000'000));
+          const auto word = kRivalWords[static_cast<std::size_t>(random_.below(kRivalWords.size()))];
+          entry.name =
+              std::string(word) + " " + capitalized(kSecond[static_cast<std::size_t>(random_.below(kSecond.size()))]);
+          entry.developer = std::string(kRivalMakers[static_cast<std::size_t>(random_.below(kRivalMakers.size()))]);
+        }
         entry.iconUrl = "https://is1-ssl.mzstatic.com/image/thumb/" + entry.appStoreId + "/100x100bb.png";
         pool.push_back(entry);
       }
