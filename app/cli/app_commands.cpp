@@ -34,7 +34,7 @@ void runAdd(Context& context, const AddArgs& args) {
   const auto tracked = watchlist.writer().findApp(found.id);
   const bool claim = args.mine || (tracked && tracked->isMine);
   store::WatchlistWriter::Receipt receipt;
-  watchlist.edit([&] { receipt = watchlist.writer().trackApp(factsOf(found), country, claim); });
+  watchlist.edit([&] { receipt = watchlist.writer().trackApp(research::trackedFacts(found), country, claim); });
 
   if (context.json) {
     printJson(context.out(), {{"app", toJson(watchlist.store(), receipt.app)},

@@ -124,8 +124,4 @@ research::DiscoveredApp resolveApp(Context& context, const std::string& input, c
                      fmt::format("{} apps match; run the command again with --pick N to choose one.", apps.size()));
 }
 
-store::AppFacts factsOf(const research::DiscoveredApp& app) {
-  return store::AppFacts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
-}
-
 }  // namespace tovra::cli

@@ -16,6 +16,5 @@ class Context;
 // with the country-retry words. `pickNote` receives the automatic pick's note when there is one.
 research::DiscoveredApp resolveApp(Context& context, const std::string& input, const std::string& country,
                                    std::optional<std::int64_t> pick, std::optional<std::string>& pickNote);
-store::AppFacts factsOf(const research::DiscoveredApp& app);
 
 }  // namespace tovra::cli

@@ -141,7 +141,8 @@ void runGraduate(Context& context, const GraduateArgs& args) {
   const auto tracked = watchlist.writer().findApp(found.id);
   const bool claim = args.mine || (tracked && tracked->isMine);
   store::WatchlistWriter::Receipt receipt;
-  watchlist.edit([&] { receipt = watchlist.writer().graduateSpace(space, factsOf(found), country, claim); });
+  watchlist.edit(
+      [&] { receipt = watchlist.writer().graduateSpace(space, research::trackedFacts(found), country, claim); });
 
   if (context.json) {
     nlohmann::json moved = nlohmann::json::array();

@@ -310,7 +310,7 @@ void AppsPage::track(const research::DiscoveredApp& app, bool isMine) {
   const auto tracked = writer_.findApp(app.id);
   const bool claim = isMine || (tracked && tracked->isMine);
   store::WatchlistWriter::Receipt receipt;
-  const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
+  const auto facts = research::trackedFacts(app);
   if (!editor_.apply([&] { receipt = writer_.trackApp(facts, app.country, claim); })) {
     sheetFailed();
     return;
@@ -348,7 +348,7 @@ void AppsPage::graduate(const store::ResearchSpace& space, const research::Disco
   const auto tracked = writer_.findApp(app.id);
   const bool claim = isMine || (tracked && tracked->isMine);
   store::WatchlistWriter::Receipt receipt;
-  const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
+  const auto facts = research::trackedFacts(app);
   if (!editor_.apply([&] { receipt = writer_.graduateSpace(space, facts, app.country, claim); })) {
     sheetFailed();
     return;

@@ -188,9 +188,8 @@ std::unordered_set<std::string> measuredQueryKeys(store::Store& store) {
 store::WatchlistWriter::Receipt confirmTrackDraft(store::Store& store, store::WatchlistWriter& writer,
                                                   const TrackDraft& draft) {
   const auto& app = draft.app();
-  const store::AppFacts facts{app.id, app.name, app.developer, app.bundleId, app.artworkUrl512};
   store::Transaction edit(store);
-  auto receipt = writer.trackApp(facts, app.country, draft.isMine());
+  auto receipt = writer.trackApp(trackedFacts(app), app.country, draft.isMine());
   receipt.createdQueries = writer.addKeywords(receipt.app, draft.keywords());
   edit.commit();
   return receipt;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "AsoKit/types.h"
+#include "app/store/watchlist_writer.h"
 
 namespace tovra::research {
 
@@ -21,6 +22,8 @@ struct DiscoveredApp {
   std::optional<std::int64_t> ratingCount;
   std::optional<double> averageRating;
   std::optional<std::string> iconUrl;  // the small icon a list of results shows
+  std::optional<std::string> version;  // the current version, and when the store released it
+  std::optional<asokit::WallTime> versionReleasedAt;
   bool operator==(const DiscoveredApp&) const = default;
 };
 
@@ -29,5 +32,8 @@ DiscoveredApp discoveredFromLookup(const asokit::AppInfo& info, std::string_view
 
 // A search result, with its position.
 DiscoveredApp discoveredFromSearch(const asokit::RankedApp& app, std::string_view country);
+
+// What tracking the app keeps of it.
+store::AppFacts trackedFacts(const DiscoveredApp& app);
 
 }  // namespace tovra::research

@@ -5,6 +5,7 @@
 
 #include "AsoKit/text.h"
 #include "app/base/keyword_key.h"
+#include "app/store/app_releases.h"
 #include "app/store/store.h"
 #include "app/store/transaction.h"
 
@@ -207,6 +208,9 @@ WatchlistWriter::Receipt WatchlistWriter::trackApp(const AppFacts& facts, std::s
     receipt.createdApp = true;
   }
   receipt.createdLocalization = recordLocalization(receipt.app, country, facts.name, facts.developer);
+  if (facts.version && facts.versionReleasedAt) {
+    Releases(*store_).record(AppRelease{facts.appStoreId, *facts.version, *facts.versionReleasedAt, clock_->now()});
+  }
   change.commit();
   return receipt;
 }

@@ -21,6 +21,10 @@ struct AppFacts {
   std::string developer;
   std::optional<std::string> bundleId;
   std::optional<std::string> artworkUrl512;
+  // The current version and when the store released it, when the answer told both: tracking the app keeps
+  // it as the app's first known release, so its chart marks releases from the first day on.
+  std::optional<std::string> version;
+  std::optional<WallTime> versionReleasedAt;
   bool operator==(const AppFacts&) const = default;
 };
 

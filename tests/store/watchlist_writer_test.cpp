@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/clock.h"
+#include "app/store/app_releases.h"
 #include "app/store/keyword_draft.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
@@ -256,6 +257,21 @@ TEST_F(WatchlistWriterTest, TrackingAnAppTwiceKeepsOneRecordAndRefreshesIt) {
 
   EXPECT_TRUE(writer.trackApp(facts("1000000001", "Fotolabor"), "de", false).createdLocalization);
   EXPECT_EQ(store->localizations().ofApp(app.rowId).size(), 2u);
+}
+
+TEST_F(WatchlistWriterTest, TrackingKeepsTheCurrentVersionAsAReleaseOnceAndOnlyWhenItsDateIsKnown) {
+  auto withVersion = facts("1000000001");
+  withVersion.version = "2.3";
+  withVersion.versionReleasedAt = testing::utc(2025, 1, 2, 8);
+  writer.trackApp(withVersion, "us", false);
+  writer.trackApp(withVersion, "de", false);
+  auto undated = facts("1000000002");
+  undated.version = "1.0";
+  writer.trackApp(undated, "us", false);
+
+  EXPECT_EQ(Releases(*store).ofApp("1000000001"),
+            (std::vector<AppRelease>{{"1000000001", "2.3", testing::utc(2025, 1, 2, 8), clock.wallNow()}}));
+  EXPECT_TRUE(Releases(*store).ofApp("1000000002").empty()) << "a version without its date is not a release";
 }
 
 TEST_F(WatchlistWriterTest, GraduationMovesKeywordsAndKeepsTheAppsDuplicateInTheSpace) {
