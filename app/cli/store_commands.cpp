@@ -112,23 +112,32 @@ struct ExportArgs {
 // The file to write: the named one, or the proposed name in the named folder (the current one by
 // default). A named file that exists is replaced only with --force; the proposed name is never replaced:
 // a second export of the day gets a number instead.
-fs::path exportTarget(Context& context, const ExportArgs& args, asokit::WallTime now) {
-  const std::string proposed = store::proposedExportFileName(now, context.services().localTime());
+struct ExportTarget {
+  fs::path path;
+  bool named = false;
+  fs::path folder;       // of a proposed name
+  std::string proposed;  // the day's name, when the name is proposed
+  int number = 1;        // of the proposed name
+};
+
+ExportTarget exportTarget(Context& context, const ExportArgs& args, asokit::WallTime now) {
+  ExportTarget target;
+  target.proposed = store::proposedExportFileName(now, context.services().localTime());
   std::error_code error;
-  fs::path target = args.output.empty() ? fs::path(proposed) : fs::path(args.output);
-  const bool named = !args.output.empty() && !fs::is_directory(target, error);
-  if (!named) {
-    const auto folder = args.output.empty() ? fs::path() : target;
-    target = folder / proposed;
-    for (int number = 2; fs::exists(target, error); ++number) {
-      target = folder / store::numberedExportFileName(proposed, number);
+  target.path = args.output.empty() ? fs::path(target.proposed) : fs::path(args.output);
+  target.named = !args.output.empty() && !fs::is_directory(target.path, error);
+  if (!target.named) {
+    target.folder = args.output.empty() ? fs::path() : target.path;
+    target.path = target.folder / target.proposed;
+    while (fs::exists(target.path, error)) {
+      target.path = target.folder / store::numberedExportFileName(target.proposed, ++target.number);
     }
-  } else if (fs::exists(target, error) && !args.force) {
+  } else if (fs::exists(target.path, error) && !args.force) {
     throw CommandError(Exit::failed,
-                       target.string() + " already exists; nothing was written. Add --force to replace it.");
+                       target.path.string() + " already exists; nothing was written. Add --force to replace it.");
   }
-  if (auto absolute = fs::absolute(target, error); !error) {
-    target = std::move(absolute);
+  if (auto absolute = fs::absolute(target.path, error); !error) {
+    target.path = std::move(absolute);
   }
   return target;
 }
@@ -146,17 +155,31 @@ void runExport(Context& context, const ExportArgs& args) {
     context.out() << std::flush;
     return;
   }
-  const auto target = exportTarget(context, args, now);
-  try {
-    store::exportStoreToFile(store, now, target);
-  } catch (const store::StoreError& failure) {
-    throw CommandError(Exit::failed, failure.description());
+  auto target = exportTarget(context, args, now);
+  const auto existing = target.named && args.force ? store::ExistingFile::replace : store::ExistingFile::keep;
+  while (true) {
+    try {
+      store::exportStoreToFile(store, now, target.path, existing);
+      break;
+    } catch (const store::ExportNameTaken& taken) {
+      // Another export took the name while this one was written: a proposed name moves on to the next number.
+      if (target.named) {
+        throw CommandError(Exit::failed, taken.description() + " Add --force to replace it.");
+      }
+      target.path = target.folder / store::numberedExportFileName(target.proposed, ++target.number);
+      std::error_code error;
+      if (auto absolute = fs::absolute(target.path, error); !error) {
+        target.path = std::move(absolute);
+      }
+    } catch (const store::StoreError& failure) {
+      throw CommandError(Exit::failed, failure.description());
+    }
   }
   if (context.json) {
-    printJson(context.out(), {{"path", target.string()}});
+    printJson(context.out(), {{"path", target.path.string()}});
     return;
   }
-  context.out() << target.string() << "\n";
+  context.out() << target.path.string() << "\n";
 }
 
 const bool registered = [] {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -153,9 +154,22 @@ void exportStore(Store& store, asokit::WallTime exportedAt, const std::function<
 // The whole export as one text (tests and small stores).
 std::string exportStoreToString(Store& store, asokit::WallTime exportedAt);
 
+// Whether an export may replace a file of its name that is already there, or another program's file
+// that appeared under that name while the export was being written.
+enum class ExistingFile { replace, keep };
+
+// What an export that keeps existing files throws when its name is taken; nothing was written.
+class ExportNameTaken final : public std::runtime_error {
+ public:
+  explicit ExportNameTaken(const std::filesystem::path& target);
+  std::string description() const { return what(); }
+};
+
 // Writes the export to `target`: first to a temporary file in the same folder, flushed to the disk, then
-// renamed over `target`, so a failed export (a full disk, a read-only folder) leaves no half file under
-// that name. Throws StoreError in words.
-void exportStoreToFile(Store& store, asokit::WallTime exportedAt, const std::filesystem::path& target);
+// renamed to `target`, so a failed export (a full disk, a read-only folder) leaves no half file under
+// that name. With ExistingFile::keep the rename never replaces a file, even one made a moment before
+// (ExportNameTaken). Throws StoreError in words.
+void exportStoreToFile(Store& store, asokit::WallTime exportedAt, const std::filesystem::path& target,
+                       ExistingFile existing = ExistingFile::replace);
 
 }  // namespace tovra::store

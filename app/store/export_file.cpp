@@ -2,6 +2,7 @@
 // over the target, so the final name only ever holds a complete export.
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,6 +33,32 @@ StoreError fileError(int error, const fs::path& target) {
       return StoreError(StoreError::Kind::io, "The export could not be written to " + where + ": " +
                                                   std::strerror(error) + ". Nothing was left there.");
   }
+}
+
+// Gives `from` the name `to` unless `to` is taken, in one step where the file system can: a check before a
+// plain rename would leave a moment in which another program's new file is replaced.
+int renameWithoutReplacing(const fs::path& from, const fs::path& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+    return 0;
+  }
+  if (errno != EINVAL && errno != ENOSYS) {
+    return -1;
+  }
+  // A file system without the flag: a hard link is refused on a taken name just the same.
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return 0;
+  }
+  if (errno == EEXIST) {
+    return -1;
+  }
+  // Neither (a file system without links): the check and the rename are as close as they can be.
+  struct stat taken {};
+  if (::lstat(to.c_str(), &taken) == 0) {
+    errno = EEXIST;
+    return -1;
+  }
+  return ::rename(from.c_str(), to.c_str());
 }
 
 // Our own temporary file; removed when the export does not complete.
@@ -88,7 +115,7 @@ class TemporaryFile final {
   }
 
   // Flushes the bytes to the disk, then gives the file its final name and makes the rename durable.
-  void complete() {
+  void complete(ExistingFile existing) {
     if (::fsync(fd_) != 0) {
       throw fileError(errno, target_);
     }
@@ -97,7 +124,12 @@ class TemporaryFile final {
     if (::close(fd) != 0) {
       throw fileError(errno, target_);
     }
-    if (::rename(path_.c_str(), target_.c_str()) != 0) {
+    const int moved = existing == ExistingFile::replace ? ::rename(path_.c_str(), target_.c_str())
+                                                        : renameWithoutReplacing(path_, target_);
+    if (moved != 0) {
+      if (errno == EEXIST) {
+        throw ExportNameTaken(target_);
+      }
       throw fileError(errno, target_);
     }
     renamed_ = true;
@@ -121,14 +153,17 @@ class TemporaryFile final {
 
 }  // namespace
 
-void exportStoreToFile(Store& store, asokit::WallTime exportedAt, const fs::path& target) {
+ExportNameTaken::ExportNameTaken(const fs::path& target)
+    : std::runtime_error(target.string() + " already exists; nothing was written.") {}
+
+void exportStoreToFile(Store& store, asokit::WallTime exportedAt, const fs::path& target, ExistingFile existing) {
   std::error_code error;
   if (fs::is_directory(target, error)) {
     throw StoreError(StoreError::Kind::io, "The export needs a file name; " + target.string() + " is a folder.");
   }
   TemporaryFile file(target);
   exportStore(store, exportedAt, [&](std::string_view chunk) { file.write(chunk); });
-  file.complete();
+  file.complete(existing);
 }
 
 }  // namespace tovra::store

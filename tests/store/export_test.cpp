@@ -230,6 +230,19 @@ TEST_F(ExportFileTest, WritesTheWholeFileAndLeavesNoTemporaryBehind) {
   EXPECT_EQ(namesInDir(), std::vector<std::string>{"tovra-export-2025-01-14.json"});
 }
 
+TEST_F(ExportFileTest, KeepingExistingFilesNeverReplacesOneAndLeavesNoTemporaryBehind) {
+  store->apps().insert(makeApp("1"));
+  const fs::path target = dir.path() / "export.json";
+  std::ofstream(target) << "another program's file";
+  EXPECT_THROW(exportStoreToFile(*store, kExportedAt, target, ExistingFile::keep), ExportNameTaken);
+  EXPECT_EQ(bytesOf(target), "another program's file");
+  EXPECT_EQ(namesInDir(), std::vector<std::string>{"export.json"});
+
+  const fs::path free = dir.path() / "export-2.json";
+  exportStoreToFile(*store, kExportedAt, free, ExistingFile::keep);
+  EXPECT_EQ(bytesOf(free), exportStoreToString(*store, kExportedAt));
+}
+
 TEST_F(ExportFileTest, AFailedWriteKeepsTheEarlierFileAndLeavesNoHalfFile) {
   const auto app = store->apps().insert(makeApp("1"));
   const auto query = store->queries().insert(makeQuery("maps", "us", app.rowId));
