@@ -19,6 +19,14 @@ Services::Services(Configuration configuration, Seams seams)
       presence_(configuration_.stateDir) {}
 
 Services::~Services() {
+  // Damage the engine met while the store was in use is dealt with at the next launch, even after a clean
+  // exit: the damaged file is left as it was found, with its log beside it.
+  if (storeDamaged()) {
+    store::leaveLogOnClose(*store_);
+    if (sessions_) {
+      sessions_->noteDamage();
+    }
+  }
   // The store closes before its session mark goes, so a mark never outlives a store left open.
   store_.reset();
   if (sessions_) {

@@ -1,11 +1,16 @@
 #include "app/store/watchlist_editor.h"
 
+#include "app/store/integrity.h"
 #include "app/store/store_error.h"
 
 namespace tovra::store {
 
 std::string saveFailureText(const StoreError& error) {
-  return std::string(kSaveFailed) + ": " + error.description();
+  std::string text = std::string(kSaveFailed) + ": " + error.description();
+  if (error.kind() == StoreError::Kind::damaged) {
+    text += "\n" + std::string(kSalvageAtNextLaunch);
+  }
+  return text;
 }
 
 WatchlistEditor::WatchlistEditor(Store& store, WatchlistWriter& writer) : store_(&store), writer_(&writer) {}

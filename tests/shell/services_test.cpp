@@ -7,6 +7,8 @@
 
 #include <fstream>
 
+#include "app/store/damage.h"
+#include "app/store/session_marks.h"
 #include "app/store/store.h"
 
 namespace tovra::shell {
@@ -73,6 +75,16 @@ TEST_F(ServicesTest, NothingIsOpenedUntilFirstUse) {
   EXPECT_FALSE(opening.notice);
   EXPECT_TRUE(fs::exists(root / "data" / "default.store"));
   EXPECT_EQ(services.openStore().store, opening.store) << "one store per process";
+}
+
+TEST_F(ServicesTest, DamageMetWhileTheStoreWasOpenIsCheckedAtTheNextLaunchAfterACleanExit) {
+  {
+    Services services(configuration(), seams());
+    store::noteDamage(*services.openStore().store);  // as a read that met a malformed page notes it
+  }
+  auto marks = store::SessionMarks::forThisProcess(root / "state", root / "data" / "default.store");
+  EXPECT_TRUE(marks.damageNoted());
+  EXPECT_TRUE(marks.checkDue());
 }
 
 TEST_F(ServicesTest, TheOneClientAsksTheConfiguredHostsWithTheExtraCertificate) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "AsoKit/clock.h"
+#include "app/store/integrity.h"
 #include "app/store/store.h"
 #include "app/store/store_error.h"
 #include "fixtures.h"
@@ -55,6 +56,15 @@ TEST_F(WatchlistEditorTest, AFailedSaveSaysSoWithTheStoresOwnWords) {
   editor.setDraftName("Travel");
   EXPECT_FALSE(editor.commitRename());
   EXPECT_EQ(editor.failure(), "Tovra could not save this change: The record is no longer in the store.");
+}
+
+TEST(SaveFailureTextTest, ADamagedStoreAlsoSaysWhatHappensNext) {
+  const StoreError damaged(StoreError::Kind::damaged, "The store file is damaged (database disk image is malformed)");
+  EXPECT_EQ(saveFailureText(damaged),
+            "Tovra could not save this change: The store file is damaged (database disk image is malformed)\n" +
+                std::string(kSalvageAtNextLaunch));
+  const StoreError full(StoreError::Kind::diskFull, "The disk is full");
+  EXPECT_EQ(saveFailureText(full), "Tovra could not save this change: The disk is full");
 }
 
 TEST_F(WatchlistEditorTest, AConfirmedDeletionIsCarriedOutAndTheConfirmationCloses) {
