@@ -78,32 +78,36 @@ void RankChartView::fitRankLabels(qreal plotHeight) {
   if (!rankAxis_) {
     return;
   }
+  // The axis's title stands upright beside the ranks; a chart too short for it is named by its heading and
+  // its accessible name.
+  rankAxis_->setTitleVisible(plotHeight >= fontMetrics().horizontalAdvance(rankAxis_->titleText()));
   // "1", the ranks between, the deepest rank and the outside row, each a line and a half apart.
-  const qreal lineHeight = fontMetrics().height() * 1.5;
-  const int room = static_cast<int>(plotHeight / lineHeight) - 2;
+  const int room = static_cast<int>(plotHeight / (fontMetrics().height() * 1.5)) - 2;
   const int between = std::clamp(room, 1, 5);
-  if (between == rankLabelCount_) {
-    return;
-  }
-  rankLabelCount_ = between;
-  for (const auto& label : rankAxis_->categoriesLabels()) {
-    rankAxis_->remove(label);
-  }
-  rankAxis_->append(QStringLiteral("1"), 1);
   // The outside row sits just below the deepest rank: on a short chart a label there would overlap it.
   const qreal perRank = plotHeight / (rankAxis_->max() - rankAxis_->min());
   const qreal clearance = fontMetrics().height();
+  QStringList labels{QStringLiteral("1")};
   const auto step = std::max<std::int64_t>(rankBottom_ / between, 1);
   for (std::int64_t value = rankBottom_ - step * (between - 1); value <= rankBottom_; value += step) {
     const auto at = static_cast<qreal>(value);
     if (value > 1 && (at - 1) * perRank >= clearance && (outsideRow_ - at) * perRank >= clearance) {
-      rankAxis_->append(QString::number(value), at);
+      labels << QString::number(value);
     }
   }
-  rankAxis_->append(qs(measure::chartText::kOutsideRow), outsideRow_);
-  // The axis's title stands upright beside the ranks; a chart too short for it is named by its heading and
-  // its accessible name.
-  rankAxis_->setTitleVisible(plotHeight >= fontMetrics().horizontalAdvance(rankAxis_->titleText()));
+  labels << qs(measure::chartText::kOutsideRow);
+  // Relabelling moves the plot, which calls this again: only a change of labels is laid out anew.
+  if (labels == rankAxis_->categoriesLabels()) {
+    return;
+  }
+  for (const auto& label : rankAxis_->categoriesLabels()) {
+    rankAxis_->remove(label);
+  }
+  for (qsizetype i = 0; i + 1 < labels.size(); ++i) {
+    rankAxis_->append(labels[i], labels[i].toDouble());
+  }
+  rankAxis_->append(labels.back(), outsideRow_);
+  rankLabelCount_ = static_cast<int>(labels.size()) - 2;
 }
 
 void RankChartView::replaceChart(QChart* chart) {

@@ -39,7 +39,7 @@ class RankChartView final : public QChartView {
   const std::vector<std::pair<QColor, QList<QPointF>>>& stretches() const { return stretches_; }
   int outsideCount() const { return outsideCount_; }
   int releaseCount() const { return releaseCount_; }
-  // The ranks labelled along the side (besides the outside row), fewer when the chart is short.
+  // The ranks labelled along the side besides 1 and the outside row; fewer when the chart is short.
   int rankLabelCount() const { return rankLabelCount_; }
 
  protected:
