@@ -110,8 +110,16 @@ std::optional<WallTime> utcTime(const json& object, const char* key) {
   if (!date.ok()) {
     return std::nullopt;
   }
-  return std::chrono::sys_days{date} + std::chrono::hours{*hour} + std::chrono::minutes{*minute} +
-         std::chrono::seconds{*second};
+  const auto at = std::chrono::sys_days{date} + std::chrono::hours{*hour} + std::chrono::minutes{*minute} +
+                  std::chrono::seconds{*second};
+  // The clock holds about 292 years either side of 1970; a date it cannot hold is no release date.
+  using std::chrono::duration_cast;
+  using Ticks = WallTime::duration;
+  if (at.time_since_epoch() > duration_cast<std::chrono::seconds>(Ticks::max()) ||
+      at.time_since_epoch() < duration_cast<std::chrono::seconds>(Ticks::min())) {
+    return std::nullopt;
+  }
+  return at;
 }
 
 }  // namespace

@@ -189,7 +189,14 @@ INSTANTIATE_TEST_SUITE_P(
         ReleaseCase{"noSuchDay", R"(,"version":"1.0","currentVersionReleaseDate":"2025-02-30T00:00:00Z")", std::nullopt,
                     std::nullopt},
         ReleaseCase{"offset", R"(,"version":"1.0","currentVersionReleaseDate":"2025-05-15T00:06:01+02:00")",
-                    std::nullopt, std::nullopt}),
+                    std::nullopt, std::nullopt},
+        // Days the clock cannot hold, found by fuzzing: converting them overflowed.
+        ReleaseCase{"pastTheClock", R"(,"version":"1.0","currentVersionReleaseDate":"9999-12-31T23:59:59Z")",
+                    std::nullopt, std::nullopt},
+        ReleaseCase{"beforeTheClock", R"(,"version":"1.0","currentVersionReleaseDate":"1600-01-01T00:00:00Z")",
+                    std::nullopt, std::nullopt},
+        ReleaseCase{"lastDayTheClockHolds", R"(,"version":"1.0","currentVersionReleaseDate":"2262-04-11T00:00:00Z")",
+                    "1.0", sys_days{2262y / 4 / 11}}),
     [](const auto& info) { return info.param.name; });
 
 TEST(LookupParse, TheRealAnswersCarryTheirCurrentRelease) {
