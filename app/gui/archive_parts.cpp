@@ -3,8 +3,10 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QListView>
+#include <QSplitter>
 #include <QStandardItemModel>
 #include <QTreeView>
+#include <QVBoxLayout>
 
 #include "app/gui/gui_text.h"
 
@@ -73,6 +75,26 @@ QStringList headers(std::span<const std::string_view> names) {
     texts << qs(name);
   }
   return texts;
+}
+
+void addPane(QSplitter* splitter, const QString& heading, QWidget* content) {
+  auto* box = new QWidget(splitter);
+  auto* column = new QVBoxLayout(box);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->addWidget(sectionLabel(heading, box));
+  column->addWidget(content, 1);
+  splitter->addWidget(box);
+}
+
+QSplitter* splitPair(Qt::Orientation orientation, QWidget* first, QWidget* second, std::pair<int, int> stretch,
+                     const QList<int>& sizes, QWidget* parent) {
+  auto* splitter = new QSplitter(orientation, parent);
+  splitter->addWidget(first);
+  splitter->addWidget(second);
+  splitter->setStretchFactor(0, stretch.first);
+  splitter->setStretchFactor(1, stretch.second);
+  splitter->setSizes(sizes);
+  return splitter;
 }
 
 }  // namespace tovra::gui::parts

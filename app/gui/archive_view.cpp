@@ -21,11 +21,13 @@
 namespace tovra::gui {
 namespace {
 
+using parts::addPane;
 using parts::cell;
 using parts::headers;
 using parts::listView;
 using parts::nameRow;
 using parts::sectionLabel;
+using parts::splitPair;
 using parts::tableView;
 
 constexpr int kQueryRole = Qt::UserRole + 1;
@@ -41,18 +43,10 @@ ArchiveView::ArchiveView(AppServices& services, QWidget* parent)
 
   // Splitters rather than fixed columns: a short window shrinks the panes instead of growing.
   auto* left = new QSplitter(Qt::Vertical, this);
-  const auto pane = [](QSplitter* splitter, const QString& heading, QWidget* content) {
-    auto* box = new QWidget(splitter);
-    auto* column = new QVBoxLayout(box);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->addWidget(sectionLabel(heading, box));
-    column->addWidget(content, 1);
-    splitter->addWidget(box);
-  };
   keywords_ = listView(keywordModel_, qs(measure::archiveText::kKeywords), left);
-  pane(left, qs(measure::archiveText::kKeywords), keywords_);
+  addPane(left, qs(measure::archiveText::kKeywords), keywords_);
   days_ = tableView(dayModel_, qs(measure::archiveText::kMeasuredDays), left);
-  pane(left, qs(measure::archiveText::kMeasuredDays), days_);
+  addPane(left, qs(measure::archiveText::kMeasuredDays), days_);
   left->setStretchFactor(0, 2);
   left->setStretchFactor(1, 3);
 
@@ -71,27 +65,17 @@ ArchiveView::ArchiveView(AppServices& services, QWidget* parent)
   readings_ = tableView(readingModel_, qs(measure::archiveText::kReadings), right);
   releases_ = listView(releaseModel_, qs(measure::archiveText::kReleases), right);
   auto* lists = new QSplitter(Qt::Horizontal, right);
-  pane(lists, qs(measure::archiveText::kReadings), readings_);
-  pane(lists, qs(measure::archiveText::kReleases), releases_);
+  addPane(lists, qs(measure::archiveText::kReadings), readings_);
+  addPane(lists, qs(measure::archiveText::kReleases), releases_);
   lists->setStretchFactor(0, 3);
   lists->setStretchFactor(1, 2);
-  auto* stacked = new QSplitter(Qt::Vertical, right);
-  stacked->addWidget(chart_);
-  stacked->addWidget(lists);
-  stacked->setStretchFactor(0, 3);
-  stacked->setStretchFactor(1, 2);
   // The chart gets the room first: the lists scroll, a squeezed chart cannot show its axes.
-  stacked->setSizes({420, 220});
+  auto* stacked = splitPair(Qt::Vertical, chart_, lists, {3, 2}, {420, 220}, right);
   rightColumn->addWidget(headline_);
   rightColumn->addWidget(dayRuns_);
   rightColumn->addWidget(stacked, 1);
 
-  auto* split = new QSplitter(Qt::Horizontal, this);
-  split->addWidget(left);
-  split->addWidget(right);
-  split->setStretchFactor(0, 2);
-  split->setStretchFactor(1, 5);
-  split->setSizes({330, 800});
+  auto* split = splitPair(Qt::Horizontal, left, right, {2, 5}, {330, 800}, this);
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 

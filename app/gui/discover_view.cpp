@@ -18,6 +18,7 @@
 #include <set>
 
 #include "app/gui/app_services.h"
+#include "app/gui/archive_parts.h"
 #include "app/gui/discover_check_sheet.h"
 #include "app/gui/discover_hints_panel.h"
 #include "app/gui/discover_results.h"
@@ -138,13 +139,8 @@ DiscoverPage::DiscoverPage(AppServices& services, QWidget* parent)
   tabs_->addTab(scrolled(hintsPanel_), qs(label::kHintsTab));
   tabs_->addTab(saved_, qs(label::kSavedTab));
 
-  auto* split = new QSplitter(Qt::Horizontal, this);
-  split->addWidget(list_);
-  split->addWidget(tabs_);
+  auto* split = parts::splitPair(Qt::Horizontal, list_, tabs_, {1, 1}, {560, 440}, this);
   split->setAccessibleName(qs(label::kResultsAndPanels));
-  split->setStretchFactor(0, 1);
-  split->setStretchFactor(1, 1);
-  split->setSizes({560, 440});
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 

@@ -24,11 +24,13 @@
 namespace tovra::gui {
 namespace {
 
+using parts::addPane;
 using parts::cell;
 using parts::headers;
 using parts::listView;
 using parts::nameRow;
 using parts::sectionLabel;
+using parts::splitPair;
 using parts::tableView;
 namespace text = research::rivalsText;
 
@@ -89,18 +91,10 @@ RivalsView::RivalsView(AppServices& services, QWidget* parent) : ViewPage(qs(tex
   boardColumn->addWidget(board_);
   // The side stacks three panes in a splitter, so that a short window shrinks them rather than grow.
   auto* side = new QSplitter(Qt::Vertical, middle);
-  const auto pane = [side](const QString& heading, QWidget* content) {
-    auto* box = new QWidget(side);
-    auto* column = new QVBoxLayout(box);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->addWidget(sectionLabel(heading, box));
-    column->addWidget(content, 1);
-    side->addWidget(box);
-  };
   overtakes_ = listView(overtakeModel_, qs(text::kOvertakes), side);
-  pane(qs(text::kOvertakes), overtakes_);
+  addPane(side, qs(text::kOvertakes), overtakes_);
   standings_ = listView(standingModel_, qs(text::kStandings), side);
-  pane(qs(text::kStandings), standings_);
+  addPane(side, qs(text::kStandings), standings_);
   details_ = new QFrame(side);
   details_->setObjectName(QStringLiteral("rivalDetails"));
   details_->setAccessibleName(qs(text::kDetails));
@@ -147,12 +141,7 @@ RivalsView::RivalsView(AppServices& services, QWidget* parent) : ViewPage(qs(tex
   stacked->setSizes({330, 260});
   rightColumn->addWidget(stacked, 1);
 
-  auto* split = new QSplitter(Qt::Horizontal, this);
-  split->addWidget(left);
-  split->addWidget(right);
-  split->setStretchFactor(0, 1);
-  split->setStretchFactor(1, 4);
-  split->setSizes({260, 900});
+  auto* split = splitPair(Qt::Horizontal, left, right, {1, 4}, {260, 900}, this);
   split->setChildrenCollapsible(false);
   body()->addWidget(split, 1);
 
