@@ -2,8 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <fstream>
+#include <mutex>
 #include <system_error>
 
 namespace tovra::shell {
@@ -12,6 +16,21 @@ namespace fs = std::filesystem;
 
 struct IconCache::Shared {
   base::Observable<std::string> arrived;
+};
+
+// What the worker uses, held by the worker as much as by the cache, so that a worker left to finish on its
+// own after the cache is gone still has it.
+struct IconCache::Worker {
+  std::filesystem::path folder;
+  std::unique_ptr<asokit::HTTPTransport> transport;
+  std::optional<std::string> hostOverride;
+  std::weak_ptr<Shared> shared;
+  std::mutex mutex;
+  std::condition_variable_any wake;
+  std::deque<std::string> waiting;  // guarded by mutex
+  base::MainQueue* queue;           // guarded by mutex; none once the cache is gone
+  std::condition_variable finishedChanged;
+  bool finished = false;  // guarded by mutex
 };
 
 namespace {
@@ -36,28 +55,47 @@ std::string_view extensionOf(std::string_view url) {
   return ".img";
 }
 
+fs::path iconFile(const fs::path& folder, std::string_view url) {
+  return folder / "icons" / fmt::format("{:016x}{}", fnv1a(url), extensionOf(url));
+}
+
 }  // namespace
 
+// How long quitting waits for a fetch to end after cancelling it, before leaving it to end on its own.
+constexpr std::chrono::milliseconds kQuitWait{250};
+
 IconCache::IconCache(Options options, base::MainQueue& queue)
-    : folder_(std::move(options.folder)),
-      transport_(std::move(options.transport)),
-      hostOverride_(std::move(options.hostOverride)),
-      queue_(queue),
-      shared_(std::make_shared<Shared>()) {
-  if (transport_) {
-    worker_ = std::jthread([this](std::stop_token stop) { work(stop); });
+    : folder_(options.folder), shared_(std::make_shared<Shared>()) {
+  if (options.transport) {
+    worker_ = std::make_shared<Worker>();
+    worker_->folder = std::move(options.folder);
+    worker_->transport = std::move(options.transport);
+    worker_->hostOverride = std::move(options.hostOverride);
+    worker_->shared = shared_;
+    worker_->queue = &queue;
+    thread_ = std::jthread([worker = worker_](std::stop_token stop) { work(worker, stop); });
   }
 }
 
 IconCache::~IconCache() {
-  if (worker_.joinable()) {
-    worker_.request_stop();
-    wake_.notify_all();
+  if (!thread_.joinable()) {
+    return;
+  }
+  std::unique_lock lock(worker_->mutex);
+  worker_->queue = nullptr;
+  thread_.request_stop();
+  worker_->wake.notify_all();
+  const bool finished = worker_->finishedChanged.wait_for(lock, kQuitWait, [this] { return worker_->finished; });
+  lock.unlock();
+  if (finished) {
+    thread_.join();
+  } else {
+    thread_.detach();
   }
 }
 
 fs::path IconCache::fileFor(std::string_view url) const {
-  return folder_ / "icons" / fmt::format("{:016x}{}", fnv1a(url), extensionOf(url));
+  return iconFile(folder_, url);
 }
 
 std::string IconCache::redirected(std::string_view url, const std::optional<std::string>& host) {
@@ -86,49 +124,55 @@ std::optional<fs::path> IconCache::cached(const std::string& url) const {
 }
 
 void IconCache::request(const std::string& url) {
-  if (url.empty() || !transport_ || !asked_.insert(url).second || cached(url)) {
+  if (url.empty() || !worker_ || !asked_.insert(url).second || cached(url)) {
     return;
   }
   {
-    std::lock_guard lock(mutex_);
-    waiting_.push_back(url);
+    std::lock_guard lock(worker_->mutex);
+    worker_->waiting.push_back(url);
   }
-  wake_.notify_one();
+  worker_->wake.notify_one();
 }
 
 const base::Observable<std::string>& IconCache::arrived() const {
   return shared_->arrived;
 }
 
-void IconCache::work(std::stop_token stop) {
-  const std::weak_ptr<Shared> shared = shared_;
+void IconCache::work(const std::shared_ptr<Worker>& worker, std::stop_token stop) {
   while (!stop.stop_requested()) {
     std::string url;
     {
-      std::unique_lock lock(mutex_);
-      if (!wake_.wait(lock, stop, [this] { return !waiting_.empty(); })) {
-        return;
+      std::unique_lock lock(worker->mutex);
+      if (!worker->wake.wait(lock, stop, [&] { return !worker->waiting.empty(); })) {
+        break;
       }
-      url = std::move(waiting_.front());
-      waiting_.pop_front();
+      url = std::move(worker->waiting.front());
+      worker->waiting.pop_front();
     }
-    if (fetchOne(url, stop)) {
-      queue_.post([shared, url] {
-        if (const auto alive = shared.lock()) {
-          alive->arrived.notify(url);
-        }
-      });
+    if (fetchOne(*worker, url, stop)) {
+      std::lock_guard lock(worker->mutex);
+      if (worker->queue) {
+        worker->queue->post([shared = worker->shared, url] {
+          if (const auto alive = shared.lock()) {
+            alive->arrived.notify(url);
+          }
+        });
+      }
     }
   }
+  std::lock_guard lock(worker->mutex);
+  worker->finished = true;
+  worker->finishedChanged.notify_all();
 }
 
-bool IconCache::fetchOne(const std::string& url, std::stop_token stop) {
+bool IconCache::fetchOne(Worker& worker, const std::string& url, const std::stop_token& stop) {
   try {
-    const auto response = transport_->fetch(redirected(url, hostOverride_), {}, stop);
-    if (response.status != 200 || response.body.empty() || response.body.size() > kMaxIconBytes) {
+    const auto response = worker.transport->fetch(redirected(url, worker.hostOverride), {}, stop);
+    if (stop.stop_requested() || response.status != 200 || response.body.empty() ||
+        response.body.size() > kMaxIconBytes) {
       return false;
     }
-    const auto file = fileFor(url);
+    const auto file = iconFile(worker.folder, url);
     fs::create_directories(file.parent_path());
     // Written beside and renamed into place, so a reader never meets half an icon.
     auto partial = file;

@@ -1,12 +1,9 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -37,7 +34,9 @@ class IconCache final {
   };
 
   IconCache(Options options, base::MainQueue& queue);
-  // Stops the worker; an icon being fetched is cancelled and its answer dropped.
+  // Stops the worker; an icon being fetched is cancelled and its answer dropped. A fetch that cannot be
+  // cancelled at once (the system's name lookup is waited out even by a cancelled transfer) does not hold
+  // up quitting: the worker finishes on its own, with what it uses, and neither writes nor announces.
   ~IconCache();
   IconCache(const IconCache&) = delete;
   IconCache& operator=(const IconCache&) = delete;
@@ -58,19 +57,15 @@ class IconCache final {
 
  private:
   struct Shared;
-  void work(std::stop_token stop);
-  bool fetchOne(const std::string& url, std::stop_token stop);
+  struct Worker;
+  static void work(const std::shared_ptr<Worker>& worker, std::stop_token stop);
+  static bool fetchOne(Worker& worker, const std::string& url, const std::stop_token& stop);
 
   std::filesystem::path folder_;
-  std::unique_ptr<asokit::HTTPTransport> transport_;
-  std::optional<std::string> hostOverride_;
-  base::MainQueue& queue_;
   std::shared_ptr<Shared> shared_;
   std::set<std::string> asked_;  // main thread
-  std::mutex mutex_;
-  std::condition_variable_any wake_;
-  std::deque<std::string> waiting_;  // guarded by mutex_
-  std::jthread worker_;
+  std::shared_ptr<Worker> worker_;
+  std::jthread thread_;
 };
 
 }  // namespace tovra::shell

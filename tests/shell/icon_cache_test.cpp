@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <mutex>
 
 #include "support/held_requests.h"
 #include "support/manual_queue.h"
@@ -169,6 +172,59 @@ TEST_F(IconCacheTest, ClosingWhileAnIconIsOnItsWayNeitherWaitsNorAnnounces) {
   cache->request(kArtwork);
   held.waitForArrivals(1);
   cache.reset();
+  queue.drain();
+  EXPECT_EQ(arrivals, 0);
+  EXPECT_FALSE(fs::exists(file));
+}
+
+// The system's name lookup, which a cancelled transfer still waits out: the fetch ignores the stop.
+struct StuckLookup {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool arrived = false;
+  bool open = false;
+  bool transportGone = false;
+};
+
+class StuckTransport final : public asokit::HTTPTransport {
+ public:
+  explicit StuckTransport(std::shared_ptr<StuckLookup> lookup) : lookup_(std::move(lookup)) {}
+  ~StuckTransport() override {
+    std::lock_guard lock(lookup_->mutex);
+    lookup_->transportGone = true;
+    lookup_->changed.notify_all();
+  }
+  asokit::HttpResponse fetch(const std::string&, const asokit::Headers&, std::stop_token) override {
+    std::unique_lock lock(lookup_->mutex);
+    lookup_->arrived = true;
+    lookup_->changed.notify_all();
+    lookup_->changed.wait(lock, [this] { return lookup_->open; });
+    return {"\x89PNG-bytes", 200};
+  }
+
+ private:
+  std::shared_ptr<StuckLookup> lookup_;
+};
+
+TEST_F(IconCacheTest, QuittingDuringAFetchThatCannotBeCancelledNeitherWaitsForItNorKeepsItsAnswer) {
+  auto lookup = std::make_shared<StuckLookup>();
+  auto cache = std::make_unique<IconCache>(IconCache::Options{folder, std::make_unique<StuckTransport>(lookup)}, queue);
+  int arrivals = 0;
+  auto subscription = cache->arrived().subscribe([&](const std::string&) { ++arrivals; });
+  const auto file = cache->fileFor(kArtwork);
+  cache->request(kArtwork);
+  {
+    std::unique_lock lock(lookup->mutex);
+    lookup->changed.wait(lock, [&] { return lookup->arrived; });
+  }
+  cache.reset();  // returns with the fetch still stuck; joining would wait here for ever
+  {
+    std::unique_lock lock(lookup->mutex);
+    lookup->open = true;
+    lookup->changed.notify_all();
+    // The worker ends on its own and lets go of the transport.
+    lookup->changed.wait(lock, [&] { return lookup->transportGone; });
+  }
   queue.drain();
   EXPECT_EQ(arrivals, 0);
   EXPECT_FALSE(fs::exists(file));
