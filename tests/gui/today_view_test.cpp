@@ -14,6 +14,7 @@
 #include "app/gui/run_sheet.h"
 #include "app/gui/today_model.h"
 #include "app/measure/measure_texts.h"
+#include "app/research/error_lead.h"
 #include "app/shell/launch_texts.h"
 #include "gui_harness.h"
 
@@ -247,6 +248,25 @@ class TodayViewTest : public QObject {
                  qPrintable(today.offerLabel()->text()));
     QVERIFY(today.offerLabel()->text().startsWith(QStringLiteral("Apple paused requests · retry in 1")));
     QVERIFY(textsOnPage(today).contains(qs(words::groupHeading(words::kNotMeasured, 4))));
+  }
+
+  void aFailedKeywordsReasonIsLedByThePlainLineOnHoverAndForAScreenReader() {
+    Harness harness;
+    measure::testing::Seed seed(harness.services->store());
+    seed.keyword(seed.app("111111", "Lumen"), "photo editor", "us");
+    harness.appStore->failEverythingWith(404);  // not asked again, so the run ends at once
+    auto& window = harness.open();
+    auto& today = todayOf(window);
+    QTest::keyClick(&window, Qt::Key_R, Qt::ControlModifier);
+    QTRY_VERIFY(!harness.services->runner().isLive());
+    QTRY_VERIFY(rowOf(*today.model(), QStringLiteral("photo editor")).isValid());
+    const auto row = rowOf(*today.model(), QStringLiteral("photo editor"));
+    const auto reason = cell(row, gui::TodayModel::changeColumn);
+    QVERIFY2(reason.startsWith(QStringLiteral("HTTP 404")), qPrintable(reason));
+    const auto lead = qs(research::leadText::kHttpError);
+    QCOMPARE(row.sibling(row.row(), gui::TodayModel::changeColumn).data(Qt::ToolTipRole).toString(),
+             lead + QLatin1Char('\n') + reason);
+    QVERIFY(row.data(Qt::AccessibleTextRole).toString().startsWith(lead));
   }
 
   void aFatalLaunchIsSaidInAnAlert() {
