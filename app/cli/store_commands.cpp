@@ -120,6 +120,13 @@ struct ExportTarget {
   int number = 1;        // of the proposed name
 };
 
+// The path as written in the report: absolute, when the system can say.
+fs::path absolutePath(fs::path path) {
+  std::error_code error;
+  auto absolute = fs::absolute(path, error);
+  return error ? path : absolute;
+}
+
 ExportTarget exportTarget(Context& context, const ExportArgs& args, asokit::WallTime now) {
   ExportTarget target;
   target.proposed = store::proposedExportFileName(now, context.services().localTime());
@@ -136,9 +143,7 @@ ExportTarget exportTarget(Context& context, const ExportArgs& args, asokit::Wall
     throw CommandError(Exit::failed,
                        target.path.string() + " already exists; nothing was written. Add --force to replace it.");
   }
-  if (auto absolute = fs::absolute(target.path, error); !error) {
-    target.path = std::move(absolute);
-  }
+  target.path = absolutePath(target.path);
   return target;
 }
 
@@ -166,11 +171,7 @@ void runExport(Context& context, const ExportArgs& args) {
       if (target.named) {
         throw CommandError(Exit::failed, taken.description() + " Add --force to replace it.");
       }
-      target.path = target.folder / store::numberedExportFileName(target.proposed, ++target.number);
-      std::error_code error;
-      if (auto absolute = fs::absolute(target.path, error); !error) {
-        target.path = std::move(absolute);
-      }
+      target.path = absolutePath(target.folder / store::numberedExportFileName(target.proposed, ++target.number));
     } catch (const store::StoreError& failure) {
       throw CommandError(Exit::failed, failure.description());
     }

@@ -107,7 +107,10 @@ void RankChartView::fitRankLabels(qreal plotHeight) {
     rankAxis_->append(labels[i], labels[i].toDouble());
   }
   rankAxis_->append(labels.back(), outsideRow_);
-  rankLabelCount_ = static_cast<int>(labels.size()) - 2;
+}
+
+int RankChartView::rankLabelCount() const {
+  return rankAxis_ ? static_cast<int>(rankAxis_->categoriesLabels().size()) - 2 : 0;
 }
 
 void RankChartView::replaceChart(QChart* chart) {
@@ -174,7 +177,6 @@ void RankChartView::draw(const std::vector<Series>& series, const store::LocalTi
   rankAxis_ = ranks;
   rankBottom_ = bottom;
   outsideRow_ = outsideRow;
-  rankLabelCount_ = 0;
   fitRankLabels(std::max(0, height() - kAxesAndMargins));
   connect(chart, &QChart::plotAreaChanged, this, [this](const QRectF& plot) { fitRankLabels(plot.height()); });
   chart->addAxis(days, Qt::AlignBottom);

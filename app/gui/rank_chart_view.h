@@ -40,7 +40,7 @@ class RankChartView final : public QChartView {
   int outsideCount() const { return outsideCount_; }
   int releaseCount() const { return releaseCount_; }
   // The ranks labelled along the side besides 1 and the outside row; fewer when the chart is short.
-  int rankLabelCount() const { return rankLabelCount_; }
+  int rankLabelCount() const;
 
  protected:
   void drawForeground(QPainter* painter, const QRectF& rect) override;
@@ -58,7 +58,6 @@ class RankChartView final : public QChartView {
   QCategoryAxis* rankAxis_ = nullptr;
   std::int64_t rankBottom_ = 0;
   qreal outsideRow_ = 0;
-  int rankLabelCount_ = 0;
 
   int lineCount_ = 0;
   int outsideCount_ = 0;
